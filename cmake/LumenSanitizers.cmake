@@ -1,0 +1,6 @@
+# -DLUMEN_SANITIZE=ON builds everything with AddressSanitizer and UndefinedBehaviorSanitizer.
+option(LUMEN_SANITIZE "Build with ASan and UBSan" OFF)
+if(LUMEN_SANITIZE)
+  add_compile_options(-fsanitize=address,undefined -fno-omit-frame-pointer -fno-sanitize-recover=undefined)
+  add_link_options(-fsanitize=address,undefined)
+endif()

@@ -1,0 +1,18 @@
+#pragma once
+
+#include <QString>
+#include <QStringList>
+#include <QTextStream>
+
+// One sub-command of lumenctl. `run` gets the arguments after the command name and returns the
+// process exit code (0 done, 1 failed, 2 bad usage).
+struct Command
+{
+    QString name;
+    QString synopsis;
+    QString summary;
+    int (*run)(const QStringList &arguments, QTextStream &out, QTextStream &err);
+};
+
+int runPathsCommand(const QStringList &arguments, QTextStream &out, QTextStream &err);
+int runStringCommand(const QStringList &arguments, QTextStream &out, QTextStream &err);

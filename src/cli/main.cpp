@@ -1,0 +1,74 @@
+// lumenctl: the monitor's core from the command line, for scripts and for people without a tray.
+
+#include "Command.h"
+#include "app/LaunchOptions.h"
+
+#include <QCommandLineParser>
+#include <QCoreApplication>
+
+using namespace Qt::StringLiterals;
+
+namespace {
+
+const QList<Command> &commands()
+{
+    static const QList<Command> list{
+        {u"paths"_s, u"paths [--json]"_s,
+         u"Every file kind and fixed path of the brand, resolved under --root."_s,
+         runPathsCommand},
+        {u"string"_s, u"string KEY"_s, u"The string-table value of KEY (the key when absent)."_s,
+         runStringCommand},
+    };
+    return list;
+}
+
+QString helpText(const QCommandLineParser &parser)
+{
+    QString text = parser.helpText();
+    text += u"\nCommands:\n"_s;
+    for (const Command &command : commands())
+        text += u"  "_s + command.synopsis.leftJustified(22) + u" "_s + command.summary + u'\n';
+    return text;
+}
+
+} // namespace
+
+int main(int argc, char *argv[])
+{
+    QCoreApplication app(argc, argv);
+    QCoreApplication::setApplicationName(u"lumenctl"_s);
+    QTextStream out(stdout);
+    QTextStream err(stderr);
+
+    QCommandLineParser parser;
+    parser.setApplicationDescription(u"Command-line companion of the Lumen monitor."_s);
+    parser.setOptionsAfterPositionalArgumentsMode(QCommandLineParser::ParseAsPositionalArguments);
+    parser.addOptions(LaunchOptions::commandLineOptions());
+    const QCommandLineOption help({u"h"_s, u"help"_s}, u"Show this help."_s);
+    parser.addOption(help);
+    parser.addPositionalArgument(u"command"_s, u"What to do (see Commands below)."_s);
+    if (!parser.parse(app.arguments())) {
+        err << parser.errorText() << u"\n\n"_s << helpText(parser);
+        return 2;
+    }
+    const QStringList positional = parser.positionalArguments();
+    if (parser.isSet(help) || positional.isEmpty()) {
+        (positional.isEmpty() && !parser.isSet(help) ? err : out) << helpText(parser);
+        return parser.isSet(help) ? 0 : 2;
+    }
+
+    QString error;
+    const LaunchOptions options = LaunchOptions::fromParser(parser, &error);
+    if (!error.isEmpty()) {
+        err << error << u'\n';
+        return 2;
+    }
+    options.apply();
+
+    for (const Command &command : commands()) {
+        if (command.name == positional.first())
+            return command.run(positional.mid(1), out, err);
+    }
+    err << u"Unknown command \""_s << positional.first() << u"\".\n\n"_s << helpText(parser);
+    return 2;
+}

@@ -1,0 +1,27 @@
+#pragma once
+
+#include <QList>
+#include <QString>
+#include <QStringList>
+
+// What the desktop knows about mounted volumes. One backend per platform (Workspace_linux.cpp).
+namespace Workspace {
+
+struct Mount
+{
+    QString mountPoint;  // unescaped, "/" for the root
+    QString fileSystem;  // "ext4", "nfs4", "fuse.sshfs", ...
+    QString device;      // "major:minor"
+};
+
+// Parses the text of /proc/<pid>/mountinfo.
+QList<Mount> parseMountInfo(const QByteArray &text);
+QList<Mount> mounts();
+
+// Mount points of removable media (USB sticks, card readers, optical discs).
+QStringList mountedRemovableMedia();
+
+// False when the volume holding `path` is a network file system.
+bool isLocalVolume(const QString &path);
+
+} // namespace Workspace

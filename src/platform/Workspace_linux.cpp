@@ -1,0 +1,116 @@
+#include "Workspace.h"
+
+#include "Paths.h"
+
+#include <QDir>
+#include <QFile>
+#include <QFileInfo>
+
+#include <sys/vfs.h>
+
+using namespace Qt::StringLiterals;
+
+namespace Workspace {
+
+namespace {
+
+// Mount points escape blanks, tabs, newlines and backslashes as three-digit octal.
+QString unescapeOctal(const QByteArray &field)
+{
+    QByteArray out;
+    out.reserve(field.size());
+    for (qsizetype i = 0; i < field.size(); ++i) {
+        if (field.at(i) == '\\' && i + 3 < field.size()) {
+            bool ok = false;
+            const int code = field.mid(i + 1, 3).toInt(&ok, 8);
+            if (ok) {
+                out.append(char(code));
+                i += 3;
+                continue;
+            }
+        }
+        out.append(field.at(i));
+    }
+    return QString::fromUtf8(out);
+}
+
+bool deviceIsRemovable(const QString &device)
+{
+    // /sys/dev/block/M:m points at the partition; "removable" sits on the whole disk.
+    const QString node = QFileInfo(Paths::system(u"/sys/dev/block/"_s + device)).canonicalFilePath();
+    if (node.isEmpty())
+        return false;
+    for (const QString &dir : {node, node + u"/.."_s}) {
+        QFile flag(dir + u"/removable"_s);
+        if (flag.open(QIODevice::ReadOnly))
+            return flag.readAll().trimmed() == "1";
+    }
+    return false;
+}
+
+bool isNetworkFileSystemType(long type)
+{
+    switch (static_cast<unsigned long>(type)) {
+    case 0x6969:      // NFS
+    case 0x517B:      // SMB
+    case 0xFF534D42:  // CIFS
+    case 0xFE534D42:  // SMB2
+    case 0x564C:      // NCP
+    case 0x5346414F:  // AFS
+    case 0x6B414653:  // kAFS
+    case 0x73757245:  // Coda
+    case 0x00C36400:  // Ceph
+    case 0x01021997:  // 9P
+    case 0x47504653:  // GPFS
+    case 0x013111A8:  // IBRIX
+    case 0x65735546:  // FUSE (sshfs, s3fs, ... are remote more often than not)
+        return true;
+    default:
+        return false;
+    }
+}
+
+} // namespace
+
+QList<Mount> parseMountInfo(const QByteArray &text)
+{
+    QList<Mount> result;
+    for (const QByteArray &line : text.split('\n')) {
+        const QList<QByteArray> fields = line.split(' ');
+        const qsizetype separator = fields.indexOf("-");
+        if (fields.size() < 5 || separator < 6 || separator + 1 >= fields.size())
+            continue;
+        result.append({unescapeOctal(fields.at(4)), QString::fromUtf8(fields.at(separator + 1)),
+                       QString::fromUtf8(fields.at(2))});
+    }
+    return result;
+}
+
+QList<Mount> mounts()
+{
+    QFile file(Paths::system(u"/proc/self/mountinfo"_s));
+    if (!file.open(QIODevice::ReadOnly))
+        return {};
+    return parseMountInfo(file.readAll());
+}
+
+QStringList mountedRemovableMedia()
+{
+    QStringList result;
+    for (const Mount &mount : mounts()) {
+        if (mount.mountPoint != "/"_L1 && deviceIsRemovable(mount.device))
+            result.append(mount.mountPoint);
+    }
+    return result;
+}
+
+bool isLocalVolume(const QString &path)
+{
+    struct statfs info {};
+    const QByteArray real = QFile::encodeName(Paths::current().resolve(path));
+    if (::statfs(real.constData(), &info) != 0)
+        return true; // a path that does not exist is on no remote volume
+    return !isNetworkFileSystemType(long(info.f_type));
+}
+
+} // namespace Workspace

@@ -1,0 +1,56 @@
+#include "FileReader.h"
+
+#include "Additions.h"
+#include "platform/Paths.h"
+
+FileReader::FileReader(const QString &path)
+    : m_filePath(path)
+    , m_fileHandle(Paths::current().resolve(path))
+{
+}
+
+std::unique_ptr<FileReader> FileReader::initWithFilePath(const QString &path)
+{
+    std::unique_ptr<FileReader> reader(new FileReader(path));
+    if (!reader->m_fileHandle.open(QIODevice::ReadOnly))
+        return nullptr;
+    reader->m_totalFileLength = quint64(reader->m_fileHandle.size());
+    return reader;
+}
+
+QString FileReader::readLine()
+{
+    if (m_currentOffset >= m_totalFileLength)
+        return QString();
+    const QByteArray delimiter = m_lineDelimiter.toUtf8();
+    const qint64 chunk = qMax<quint32>(m_chunkSize, 1);
+    m_fileHandle.seek(qint64(m_currentOffset));
+    QByteArray line;
+    for (;;) {
+        QByteArray bytes = m_fileHandle.read(chunk);
+        if (bytes.isEmpty())
+            break;
+        const Additions::Range hit = Additions::rangeOfData_dd(bytes, delimiter);
+        const bool found = hit.location != Additions::kNotFound;
+        if (found)
+            bytes.truncate(qsizetype(qMin<qint64>(hit.location + hit.length, bytes.size())));
+        line.append(bytes);
+        m_currentOffset += quint64(bytes.size());
+        if (found)
+            break;
+    }
+    return QString::fromUtf8(line);
+}
+
+QString FileReader::readTrimmedLine()
+{
+    return readLine().trimmed();
+}
+
+void FileReader::enumerateLinesUsingBlock(
+    const std::function<void(const QString &line, bool *stop)> &block)
+{
+    bool stop = false;
+    for (QString line = readLine(); !line.isNull() && !stop; line = readLine())
+        block(line, &stop);
+}

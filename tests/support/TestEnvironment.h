@@ -1,0 +1,66 @@
+#pragma once
+
+#include "platform/Clock.h"
+
+#include <QByteArray>
+#include <QString>
+#include <QStringList>
+#include <QTemporaryDir>
+
+// A private root and home folder for one test, with the brand's string table installed. The
+// previous paths come back when it goes out of scope.
+class TestEnvironment
+{
+public:
+    explicit TestEnvironment(const QString &brand = QStringLiteral("corvane"));
+    ~TestEnvironment();
+
+    QString root() const { return m_root.path(); }
+    QString home() const { return m_home.path(); }
+    // Product path -> real path in this environment.
+    QString real(const QString &productPath) const;
+
+    void writeFile(const QString &productPath, const QByteArray &bytes) const;
+    QByteArray readFile(const QString &productPath) const;
+    bool exists(const QString &productPath) const;
+
+private:
+    QTemporaryDir m_root;
+    QTemporaryDir m_home;
+};
+
+// A clock that says what the test tells it.
+class FixedClock : public Clock
+{
+public:
+    explicit FixedClock(const QDateTime &time) : m_time(time) {}
+    QDateTime now() const override { return m_time; }
+    void set(const QDateTime &time) { m_time = time; }
+
+private:
+    QDateTime m_time;
+};
+
+// Collects the warning lines Qt's logging categories emit while it lives.
+class WarningCapture
+{
+public:
+    WarningCapture();
+    ~WarningCapture();
+    QStringList lines() const;
+};
+
+// Runs Python 3 with a script and arguments; standard output, or the error output on failure.
+struct PythonResult
+{
+    int exitCode = -1;
+    QByteArray output;
+    QByteArray errorOutput;
+};
+PythonResult runPython(const QString &script, const QStringList &arguments = {});
+
+// Runs a program and collects what it printed.
+PythonResult runProgram(const QString &program, const QStringList &arguments,
+                        const QStringList &extraEnvironment = {});
+
+QString fixturePath(const QString &relative);

@@ -84,11 +84,11 @@ QVariant toVariant(plist_t node, int depth)
             list.append(toVariant(plist_array_get_item(node, i), depth + 1));
         return list;
     }
-    case PLIST_STRING:
-    case PLIST_KEY: {
-        char *text = nullptr;
-        plist_get_string_val(node, &text);
-        return takeString(text);
+    case PLIST_STRING: {
+        // By pointer and length: a damaged file may hold a NUL inside a string.
+        uint64_t length = 0;
+        const char *text = plist_get_string_ptr(node, &length);
+        return QString::fromUtf8(text, qsizetype(length));
     }
     case PLIST_BOOLEAN: {
         uint8_t value = 0;
@@ -109,12 +109,9 @@ QVariant toVariant(plist_t node, int depth)
         return QDateTime::fromMSecsSinceEpoch(msecs, Qt::UTC).toLocalTime();
     }
     case PLIST_DATA: {
-        char *bytes = nullptr;
         uint64_t length = 0;
-        plist_get_data_val(node, &bytes, &length);
-        QByteArray data(bytes, qsizetype(length));
-        free(bytes);
-        return data;
+        const char *bytes = plist_get_data_ptr(node, &length);
+        return QByteArray(bytes, qsizetype(length));
     }
     case PLIST_UID: {
         uint64_t value = 0;

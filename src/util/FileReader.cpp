@@ -31,9 +31,12 @@ QString FileReader::readLine()
         if (bytes.isEmpty())
             break;
         const Additions::Range hit = Additions::rangeOfData_dd(bytes, delimiter);
-        const bool found = hit.location != Additions::kNotFound;
+        // Only a delimiter lying whole in this chunk ends the line; one cut by the chunk's end
+        // (reported by the scan as a hit) lets the line run on.
+        const bool found = hit.location != Additions::kNotFound
+                           && hit.location + hit.length <= bytes.size();
         if (found)
-            bytes.truncate(qsizetype(qMin<qint64>(hit.location + hit.length, bytes.size())));
+            bytes.truncate(qsizetype(hit.location + hit.length));
         line.append(bytes);
         m_currentOffset += quint64(bytes.size());
         if (found)
@@ -51,6 +54,10 @@ void FileReader::enumerateLinesUsingBlock(
     const std::function<void(const QString &line, bool *stop)> &block)
 {
     bool stop = false;
-    for (QString line = readLine(); !line.isNull() && !stop; line = readLine())
+    while (!stop) {
+        const QString line = readLine();
+        if (line.isNull())
+            break;
         block(line, &stop);
+    }
 }

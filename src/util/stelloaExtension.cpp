@@ -193,7 +193,8 @@ QString loadStringFromFile(const QString &path, QString *error)
             *error = file.errorString();
         return QString();
     }
-    QStringDecoder decoder(QStringDecoder::Utf8);
+    // Stateless, so that a sequence cut off at the end of the file counts as invalid too.
+    QStringDecoder decoder(QStringDecoder::Utf8, QStringDecoder::Flag::Stateless);
     QString text = decoder(file.readAll());
     if (decoder.hasError()) {
         if (error)
@@ -287,7 +288,7 @@ QString stringByReplacingRFC3875PercentEscapesUsingEncoding(const QString &text,
                                                             QStringConverter::Encoding encoding)
 {
     const QByteArray bytes = QByteArray::fromPercentEncoding(text.toUtf8());
-    QStringDecoder decoder(encoding);
+    QStringDecoder decoder(encoding, QStringDecoder::Flag::Stateless);
     const QString decoded = decoder(bytes);
     return decoder.hasError() ? QString() : decoded;
 }

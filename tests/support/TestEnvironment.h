@@ -1,6 +1,7 @@
 #pragma once
 
 #include "platform/Clock.h"
+#include "support/QtPrinters.h"
 
 #include <QByteArray>
 #include <QString>

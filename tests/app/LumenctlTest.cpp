@@ -1,0 +1,98 @@
+#include "support/TestEnvironment.h"
+
+#include <QJsonArray>
+#include <QJsonDocument>
+#include <QJsonObject>
+#include <QFile>
+#include <QTemporaryDir>
+
+#include <gtest/gtest.h>
+
+using namespace Qt::StringLiterals;
+
+namespace {
+
+const QString kLumenctl = QStringLiteral(LUMENCTL_PATH);
+
+class LumenctlPaths : public ::testing::TestWithParam<const char *>
+{
+};
+
+TEST_P(LumenctlPaths, EveryAbsolutePathLiesUnderTheRootAndTildeInTheHome)
+{
+    QTemporaryDir root, home;
+    const QString brand = QString::fromUtf8(GetParam());
+    const PythonResult run = runProgram(kLumenctl, {u"--brand"_s, brand, u"--root"_s, root.path(),
+                                                    u"paths"_s, u"--json"_s},
+                                        {u"HOME="_s + home.path()});
+    ASSERT_EQ(run.exitCode, 0) << run.errorOutput.toStdString();
+    const QJsonObject doc = QJsonDocument::fromJson(run.output).object();
+    EXPECT_EQ(doc.value(u"brand"_s).toString(), brand);
+    EXPECT_EQ(doc.value(u"applicationName"_s).toString(),
+              brand == "corvane"_L1 ? u"Corvane Lumen"_s : u"Stelloa Lumen"_s);
+
+    int underRoot = 0, underHome = 0;
+    for (const char *section : {"fileKinds", "fixedPaths"}) {
+        const QJsonArray rows = doc.value(QString::fromLatin1(section)).toArray();
+        ASSERT_FALSE(rows.isEmpty()) << section;
+        for (const QJsonValue &row : rows) {
+            const QString product = row[u"path"_s].toString();
+            const QString resolved = row[u"resolved"_s].toString();
+            SCOPED_TRACE(product.toStdString());
+            if (product.startsWith(u'~') || product.startsWith(home.path())) {
+                EXPECT_TRUE(resolved.startsWith(home.path() + u'/'));
+                ++underHome;
+            } else if (product.startsWith(u'/')) {
+                EXPECT_EQ(resolved, root.path() + product);
+                ++underRoot;
+            } else {
+                EXPECT_EQ(resolved, product) << "a bare name is no path";
+            }
+        }
+    }
+    EXPECT_GE(underRoot, 8);
+    EXPECT_GE(underHome, 4);
+}
+
+INSTANTIATE_TEST_SUITE_P(Lumenctl, LumenctlPaths, ::testing::Values("corvane", "stelloa"));
+
+TEST(Lumenctl, StringLookupAndClearErrors)
+{
+    const PythonResult name = runProgram(kLumenctl, {u"--brand"_s, u"stelloa"_s, u"string"_s,
+                                                     u"ApplicationName"_s});
+    EXPECT_EQ(name.output, QByteArray("Stelloa Lumen\n"));
+
+    const PythonResult badBrand = runProgram(kLumenctl, {u"--brand"_s, u"acme"_s, u"paths"_s});
+    EXPECT_EQ(badBrand.exitCode, 2);
+    EXPECT_TRUE(badBrand.errorOutput.contains("Unknown brand \"acme\""));
+
+    const PythonResult badRoot = runProgram(kLumenctl, {u"--root"_s, u"/no/such/folder"_s, u"paths"_s});
+    EXPECT_EQ(badRoot.exitCode, 2);
+    EXPECT_TRUE(badRoot.errorOutput.contains("does not exist"));
+
+    const PythonResult unknown = runProgram(kLumenctl, {u"frobnicate"_s});
+    EXPECT_EQ(unknown.exitCode, 2);
+    EXPECT_TRUE(unknown.errorOutput.contains("Unknown command"));
+
+    const PythonResult help = runProgram(kLumenctl, {u"--help"_s});
+    EXPECT_EQ(help.exitCode, 0);
+    for (const char *word : {"--brand", "--root", "--resources", "paths", "string"})
+        EXPECT_TRUE(help.output.contains(word)) << word;
+}
+
+TEST(Lumenctl, ResourcesFolderReplacesTheBuiltInTable)
+{
+    QTemporaryDir resources;
+    QFile table(resources.filePath(u"Localizable.plist"_s));
+    ASSERT_TRUE(table.open(QIODevice::WriteOnly));
+    table.write("<?xml version=\"1.0\"?><plist version=\"1.0\"><dict>"
+                "<key>ApplicationName</key><string>Corvane Lumen</string>"
+                "<key>UpdateServiceURL</key><string>http://127.0.0.1:8080/</string>"
+                "</dict></plist>");
+    table.close();
+    const PythonResult run = runProgram(kLumenctl, {u"--resources"_s, resources.path(), u"string"_s,
+                                                    u"UpdateServiceURL"_s});
+    EXPECT_EQ(run.output, QByteArray("http://127.0.0.1:8080/\n"));
+}
+
+} // namespace

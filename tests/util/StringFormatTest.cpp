@@ -1,0 +1,30 @@
+#include "util/StringFormat.h"
+
+#include <gtest/gtest.h>
+
+using namespace Qt::StringLiterals;
+
+namespace {
+
+TEST(StringFormat, PlaceholdersOfThePlatformFormatter)
+{
+    EXPECT_EQ(stringWithFormat(u"--port=%@"_s, {u"8443"_s}), u"--port=8443"_s);
+    EXPECT_EQ(stringWithFormat(u"%@ : %@ "_s, {u"a"_s, u"b"_s}), u"a : b "_s);
+    EXPECT_EQ(stringWithFormat(u"%@"_s, {QVariant()}), u"(null)"_s);
+    EXPECT_EQ(stringWithFormat(u"%d%%"_s, {42}), u"42%"_s);
+    EXPECT_EQ(stringWithFormat(u"%ld/%lld/%u"_s, {-1, 2, 3}), u"-1/2/3"_s);
+    EXPECT_EQ(stringWithFormat(u"%.2f|%f"_s, {2.345, 1.5}), u"2.35|1.500000"_s);
+    EXPECT_EQ(stringWithFormat(u"[%5d][%-3d][%03d]"_s, {42, 7, 5}), u"[   42][7  ][005]"_s);
+    EXPECT_EQ(stringWithFormat(u"%x"_s, {255}), u"ff"_s);
+}
+
+TEST(StringFormat, FormatsWithoutPlaceholdersComeBackUnchanged)
+{
+    EXPECT_EQ(stringWithFormat(u"/Library/x.plist"_s, {u"%@"_s}), u"/Library/x.plist"_s);
+    // A placeholder filled with itself stays for the caller to fill later.
+    EXPECT_EQ(stringWithFormat(u"/Users/%@/a"_s, {u"%@"_s}), u"/Users/%@/a"_s);
+    EXPECT_EQ(stringWithFormat(u"trailing %"_s), u"trailing %"_s);
+    EXPECT_EQ(stringWithFormatArgs(u"%@ has %d"_s, u"ann"_s, 3), u"ann has 3"_s);
+}
+
+} // namespace

@@ -1,5 +1,6 @@
 #include "FilePathAPIs.h"
 
+#include "FileKindTable.h"
 #include "StringTable.h"
 #include "platform/Paths.h"
 #include "util/StringFormat.h"
@@ -12,63 +13,31 @@ namespace FilePathAPIs {
 
 namespace {
 
-enum class Form { AsItStands, Standardised, FormatWithPlaceholder };
-
-struct Kind
-{
-    int kind;
-    const char16_t *key;
-    Form form;
+constexpr FileKind kKinds[] = {
+    {0, u"UserDetailsPath", FileKindForm::FormatWithPlaceholder},
+    {2, u"LastUserLoginDetailsFilePath", FileKindForm::Standardised},
+    {3, u"SessionLogsFolderPath", FileKindForm::AsItStands},
+    {4, u"SchedulerState", FileKindForm::AsItStands},
+    {5, u"ApplicationStatusPath", FileKindForm::AsItStands},
+    {6, u"ApplicationExecName", FileKindForm::AsItStands},
+    {7, u"ApplicationExecPath", FileKindForm::AsItStands},
+    {29, u"SchedulerSettingsFile", FileKindForm::AsItStands},
+    {30, u"SchedulerProgress", FileKindForm::AsItStands},
+    {31, u"BackupFailCountFilePath", FileKindForm::FormatWithPlaceholder},
+    {32, u"ApplicationPreferenceFile", FileKindForm::AsItStands},
+    {35, u"CDPFilePath", FileKindForm::FormatWithPlaceholder},
 };
-
-constexpr Kind kKinds[] = {
-    {0, u"UserDetailsPath", Form::FormatWithPlaceholder},
-    {2, u"LastUserLoginDetailsFilePath", Form::Standardised},
-    {3, u"SessionLogsFolderPath", Form::AsItStands},
-    {4, u"SchedulerState", Form::AsItStands},
-    {5, u"ApplicationStatusPath", Form::AsItStands},
-    {6, u"ApplicationExecName", Form::AsItStands},
-    {7, u"ApplicationExecPath", Form::AsItStands},
-    {29, u"SchedulerSettingsFile", Form::AsItStands},
-    {30, u"SchedulerProgress", Form::AsItStands},
-    {31, u"BackupFailCountFilePath", Form::FormatWithPlaceholder},
-    {32, u"ApplicationPreferenceFile", Form::AsItStands},
-    {35, u"CDPFilePath", Form::FormatWithPlaceholder},
-};
-
-const Kind *findKind(int kind)
-{
-    for (const Kind &entry : kKinds) {
-        if (entry.kind == kind)
-            return &entry;
-    }
-    return nullptr;
-}
 
 } // namespace
 
 QString keyForApplicationFile(int kind)
 {
-    const Kind *entry = findKind(kind);
-    return entry ? QString::fromUtf16(entry->key) : QString();
+    return keyForFileKind(kKinds, kind);
 }
 
 QString pathForApplicationFile(int kind)
 {
-    const Kind *entry = findKind(kind);
-    if (!entry)
-        return u""_s;
-    const QString value = SLLocalizedString(QString::fromUtf16(entry->key));
-    switch (entry->form) {
-    case Form::Standardised:
-        return stringByStandardizingPath(value);
-    case Form::FormatWithPlaceholder:
-        // The caller fills in the user name later, so "%@" stays in place.
-        return stringWithFormat(value, {u"%@"_s});
-    case Form::AsItStands:
-        break;
-    }
-    return value;
+    return pathForFileKind(kKinds, kind);
 }
 
 QString applicationName()

@@ -1,7 +1,11 @@
 #include "MyExtensions.h"
 
 #include "platform/Paths.h"
+#include "platform/AtomicFile.h"
+#include "platform/KeyedArchive.h"
 #include "platform/Workspace.h"
+
+#include <QFile>
 
 namespace MyExtensions {
 
@@ -56,6 +60,27 @@ void filterRemovableMediaFilePaths(QStringList &array)
         return false;
     });
     array.removeIf([](const QString &path) { return !Workspace::isLocalVolume(path); });
+}
+
+} // namespace MyExtensions
+
+namespace MyExtensions {
+
+bool writeToArchivedFile(const QVariantList &array, const QString &path, const QString &key)
+{
+    const QByteArray data = KeyedArchive::archive({{key, array}});
+    return AtomicFile::write(path, data, 0777);
+}
+
+std::optional<QVariantList> initWithContentsOfArchivedFile(const QString &path, const QString &key)
+{
+    QFile file(Paths::current().resolve(path));
+    if (!file.open(QIODevice::ReadOnly))
+        return std::nullopt;
+    const KeyedArchive::Result result = KeyedArchive::unarchive(file.readAll());
+    if (!result.ok())
+        return std::nullopt;
+    return result.topObjects.value(key).toList();
 }
 
 } // namespace MyExtensions

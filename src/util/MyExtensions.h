@@ -38,3 +38,15 @@ int filterEmptyEntries(QStringList &array);
 void filterRemovableMediaFilePaths(QStringList &array);
 
 } // namespace MyExtensions
+
+#include <optional>
+
+namespace MyExtensions {
+
+// Archives the array under `key`, writes it atomically and opens the file to every user (0777)
+// whatever the outcome, so that each user's copy of the program can rewrite it.
+bool writeToArchivedFile(const QVariantList &array, const QString &path, const QString &key);
+// The array stored under `key`, or nothing when the file cannot be read or decoded.
+std::optional<QVariantList> initWithContentsOfArchivedFile(const QString &path, const QString &key);
+
+} // namespace MyExtensions

@@ -1,0 +1,52 @@
+#pragma once
+
+#include <QDateTime>
+#include <QMetaType>
+#include <QStringList>
+#include <QVariantMap>
+
+#include <optional>
+
+// An instance of a class in a keyed archive: its class chain ("$classes", most derived first)
+// and its keyed fields. Scalars among the fields (integers, reals, booleans) are stored inline;
+// every other value is an object stored by reference. A field holding an invalid QVariant is a
+// nil object.
+struct ArchivedObject
+{
+    QStringList classes;
+    QVariantMap fields;
+
+    QString className() const { return classes.value(0); }
+    bool isKindOf(const QString &name) const { return classes.contains(name); }
+};
+Q_DECLARE_METATYPE(ArchivedObject)
+
+// The platform's keyed-archive format (binary property list with "$archiver", "$version",
+// "$top", "$objects"), readable by the Foundation programs of the product.
+//
+// Values map as follows: QString <-> NSString (also NSMutableString), qint64/double/bool <->
+// NSNumber, QVariantList <-> NSArray/NSMutableArray (also NSSet), QVariantMap <-> NSDictionary,
+// QDateTime <-> NSDate (also NSCalendarDate), QByteArray <-> NSData, ArchivedObject <-> any
+// other class.
+namespace KeyedArchive {
+
+// Writes the root objects under their keys ("$top"); the result is a binary property list.
+QByteArray archive(const QVariantMap &topObjects);
+
+// An NSCalendarDate: seconds since 2001 as "NS.time", the local zone's name and the default
+// calendar format.
+ArchivedObject calendarDate(const QDateTime &time);
+// The date an NSDate or NSCalendarDate object stands for.
+std::optional<QDateTime> dateOf(const QVariant &value);
+
+struct Result
+{
+    QVariantMap topObjects;
+    QString error; // empty when the archive was read completely
+    bool ok() const { return error.isEmpty(); }
+};
+// Reads every root object. Structural faults (not an archive, dangling references, cycles
+// through containers) give an error text, never a crash.
+Result unarchive(const QByteArray &data);
+
+} // namespace KeyedArchive

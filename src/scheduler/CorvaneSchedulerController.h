@@ -1,0 +1,75 @@
+#pragma once
+
+#include "CorvaneScheduleItem.h"
+#include "NextRunCalculator.h"
+#include "ScheduleTableModel.h"
+
+#include <QObject>
+
+#include <optional>
+
+class Clock;
+
+// The schedule store: the configured records of every local user, kept in step with the
+// schedules archive that the backup engine shares. Views bind to configuredSchedules() and tell
+// the controller which row is selected.
+class CorvaneSchedulerController : public QObject
+{
+    Q_OBJECT
+public:
+    explicit CorvaneSchedulerController(const Clock &clock, QObject *parent = nullptr);
+
+    // The scheduler's own file kinds (wider than the monitor's).
+    static QString pathForApplicationFile(int kind);
+
+    ScheduleTableModel *configuredSchedules() { return &m_schedules; }
+    const QList<CorvaneScheduleItem> &records() const { return m_schedules.records(); }
+    const NextRunCalculator &nextRun() const { return m_nextRun; }
+
+    void corvaneInitializeSchedulerSettings();
+    QList<CorvaneScheduleItem> corvaneSchedulerDetailsForAllUsers() const;
+    QList<CorvaneScheduleItem> corvaneSchedulerDetailsForUser(const QString &name) const;
+    std::optional<QList<CorvaneScheduleItem>> corvaneSchedulerDetailsForCurrentUser() const;
+    void corvaneaddSchedulerDetails(const CorvaneScheduleItem &record);
+    void corvaneUpdateSchedule(const CorvaneScheduleItem &record);
+    void corvaneDeleteSchedulerDeatils(const CorvaneScheduleItem &record);
+    // Only the last index of a multiple selection goes (each index is taken from a fresh copy).
+    void corvaneDeleteSchedulerDeatilsAtIndices(const QList<int> &ascendingIndices);
+    void removeSchduleJobsForUser(const QString &name);
+    void removeAllSchduleJobs();
+    void deleteExistingJobOnEditingOnce(const QString &accountName);
+    void checkExistanceOfOnceForSameUser(const CorvaneScheduleItem &record);
+    void updateMultipleMacStateOfScheduledItem();
+    // False when the save was skipped because a job in the archive is running.
+    bool saveSchedulerDetails();
+    bool isScheduleBackupInProgress() const;
+    bool isScheduleBackupNow() const;
+    void ReloadSchedules();
+
+    // The edit in progress: the record as it was when the edit began.
+    void setScheduleItemOfSelectedIndex(const std::optional<CorvaneScheduleItem> &record)
+    {
+        m_scheduleItemOfSelectedIndex = record;
+    }
+    int selectedRow() const { return m_selectedRow; }
+    void setSelectedRow(int row) { m_selectedRow = row; }
+    // The note under the table that says a save had to wait for a running job.
+    bool isSaveSkippedNoteVisible() const { return m_noteVisible; }
+
+Q_SIGNALS:
+    void saveSkippedNoteChanged(bool visible);
+    void editorResetRequested();
+    void rowSelectionRequested(int row);
+
+private:
+    void setNoteVisible(bool visible);
+    void replaceAll(const QList<CorvaneScheduleItem> &records);
+    QString ownFolderName() const;
+
+    const Clock &m_clock;
+    NextRunCalculator m_nextRun;
+    ScheduleTableModel m_schedules;
+    std::optional<CorvaneScheduleItem> m_scheduleItemOfSelectedIndex;
+    int m_selectedRow = -1;
+    bool m_noteVisible = false;
+};

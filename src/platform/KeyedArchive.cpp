@@ -339,6 +339,7 @@ Result unarchive(const QByteArray &data)
     const QVariant top = root.value(u"$top"_s);
     if (objects.isEmpty() || top.typeId() != QMetaType::QVariantMap) {
         result.error = u"not a keyed archive"_s;
+        qCWarning(lcPlatform) << "unreadable keyed archive:" << result.error;
         return result;
     }
     Reader reader(objects);

@@ -21,3 +21,10 @@ inline void PrintTo(const QVariant &value, std::ostream *os)
 {
     *os << value.typeName() << '(' << value.toString().toStdString() << ')';
 }
+
+#include <QDateTime>
+
+inline void PrintTo(const QDateTime &time, std::ostream *os)
+{
+    *os << time.toString(Qt::ISODateWithMs).toStdString();
+}

@@ -4,6 +4,8 @@
 #include "support/QtPrinters.h"
 
 #include <QByteArray>
+#include <QObject>
+#include <QVariantList>
 #include <QString>
 #include <QStringList>
 #include <QTemporaryDir>
@@ -49,6 +51,25 @@ public:
     WarningCapture();
     ~WarningCapture();
     QStringList lines() const;
+};
+
+// Records each emission of a signal with its arguments.
+template<typename Sender, typename... Args>
+class SignalRecorder
+{
+public:
+    SignalRecorder(Sender *sender, void (Sender::*signal)(Args...))
+    {
+        QObject::connect(sender, signal, &m_context, [this](Args... args) {
+            m_emissions.append(QVariantList{QVariant::fromValue(args)...});
+        });
+    }
+    qsizetype count() const { return m_emissions.size(); }
+    const QList<QVariantList> &emissions() const { return m_emissions; }
+
+private:
+    QObject m_context;
+    QList<QVariantList> m_emissions;
 };
 
 // Runs Python 3 with a script and arguments; standard output, or the error output on failure.

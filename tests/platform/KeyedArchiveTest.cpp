@@ -1,0 +1,188 @@
+#include "platform/KeyedArchive.h"
+#include "platform/PropertyList.h"
+#include "support/TestEnvironment.h"
+
+#include <QDir>
+#include <QFile>
+
+#include <gtest/gtest.h>
+
+using namespace Qt::StringLiterals;
+
+namespace {
+
+QByteArray fixture(const QString &name)
+{
+    QFile file(fixturePath(u"keyed-archives/"_s + name));
+    return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
+}
+
+#define REQUIRE_FIXTURES()                                                                          \
+    if (!QDir(fixturePath(u"keyed-archives"_s)).exists())                                          \
+    GTEST_SKIP() << "shared fixtures not found"
+
+QVariant root(const QString &name)
+{
+    const KeyedArchive::Result result = KeyedArchive::unarchive(fixture(name));
+    EXPECT_TRUE(result.ok()) << name.toStdString() << ": " << result.error.toStdString();
+    return result.topObjects.value(u"root"_s);
+}
+
+QDateTime utc(int y, int mo, int d, int h, int mi, int s, int ms = 0)
+{
+    return QDateTime(QDate(y, mo, d), QTime(h, mi, s, ms), Qt::UTC);
+}
+
+TEST(KeyedArchiveFixtures, EveryFoundationArchiveDecodes)
+{
+    REQUIRE_FIXTURES();
+    const QStringList files = QDir(fixturePath(u"keyed-archives"_s))
+                                  .entryList({u"*.plist"_s, u"*.archive"_s}, QDir::Files);
+    ASSERT_GE(files.size(), 15);
+    for (const QString &name : files) {
+        const KeyedArchive::Result result = KeyedArchive::unarchive(fixture(name));
+        EXPECT_TRUE(result.ok()) << name.toStdString() << ": " << result.error.toStdString();
+        EXPECT_FALSE(result.topObjects.isEmpty()) << name.toStdString();
+    }
+}
+
+TEST(KeyedArchiveFixtures, DatesStringsAndDictionaries)
+{
+    REQUIRE_FIXTURES();
+    EXPECT_EQ(root(u"kiler129_date.bin.plist"_s).toDateTime(), utc(2039, 5, 12, 20, 5, 12));
+    EXPECT_EQ(root(u"mw235_plainString.plist"_s).typeId(), QMetaType::QString);
+
+    const ArchivedObject dated = root(u"bpylist2_date_archive.plist"_s).value<ArchivedObject>();
+    QDateTime date;
+    for (const QVariant &field : dated.fields) {
+        if (field.typeId() == QMetaType::QDateTime)
+            date = field.toDateTime();
+    }
+    EXPECT_EQ(date, utc(2017, 2, 23, 6, 15, 58, 684));
+
+    const QVariantMap dict = root(u"mw235_simpleDict.plist"_s).toMap();
+    EXPECT_FALSE(dict.isEmpty());
+}
+
+TEST(KeyedArchiveFixtures, InlineScalarsMappedClassNamesAndNil)
+{
+    REQUIRE_FIXTURES();
+    const ArchivedObject note = root(u"mw235_note.plist"_s).value<ArchivedObject>();
+    EXPECT_EQ(note.className(), u"Note"_s);
+    EXPECT_EQ(note.fields.value(u"date"_s).toLongLong(), 2025);
+    EXPECT_EQ(note.fields.value(u"published"_s), QVariant(true));
+    bool foundList = false;
+    for (const QVariant &field : note.fields) {
+        if (field.typeId() == QMetaType::QVariantList) {
+            foundList = true;
+            EXPECT_EQ(field.toList(), (QVariantList{u"Hello, World!"_s, 42, true}));
+        }
+    }
+    EXPECT_TRUE(foundList);
+
+    // A mapped class name: "$classname" without "$classes".
+    const ArchivedObject dummy = root(u"kiler129_scalarTypes.bin.plist"_s).value<ArchivedObject>();
+    EXPECT_EQ(dummy.className(), u"TestDummy"_s);
+
+    const ArchivedObject simple = root(u"bpylist2_simple_archive.plist"_s).value<ArchivedObject>();
+    EXPECT_EQ(simple.fields.value(u"count"_s).toLongLong(), 42);
+    EXPECT_EQ(simple.fields.value(u"active"_s), QVariant(true));
+
+    const ArchivedObject withNil = root(u"bpylist2_null_archive.plist"_s).value<ArchivedObject>();
+    EXPECT_TRUE(withNil.fields.contains(u"empty"_s));
+    EXPECT_FALSE(withNil.fields.value(u"empty"_s).isValid()) << "UID 0 is nil";
+}
+
+TEST(KeyedArchiveFixtures, CyclesAndSharedObjectsDecodeOnce)
+{
+    REQUIRE_FIXTURES();
+    const QVariantList cycle = root(u"mw235_circularReference.plist"_s).toList();
+    EXPECT_FALSE(cycle.isEmpty());
+    const KeyedArchive::Result shared = KeyedArchive::unarchive(fixture(u"kiler129_reference.bin.plist"_s));
+    EXPECT_TRUE(shared.ok());
+}
+
+TEST(KeyedArchiveRoundTrip, ContainersObjectsAndCalendarDates)
+{
+    const QDateTime when(QDate(2026, 11, 15), QTime(18, 5, 9, 250));
+    const ArchivedObject item{{u"Thing"_s, u"NSObject"_s},
+                              {{u"count"_s, 7},
+                               {u"flag"_s, true},
+                               {u"ratio"_s, 0.25},
+                               {u"name"_s, u"Ünïcode"_s},
+                               {u"nothing"_s, QVariant()},
+                               {u"when"_s, QVariant::fromValue(KeyedArchive::calendarDate(when))},
+                               {u"list"_s, QVariantList{1, u"2"_s, QVariantMap{{u"k"_s, u"v"_s}}}},
+                               {u"blob"_s, QByteArray("\x00\x01", 2)}}};
+    const QByteArray bytes = KeyedArchive::archive({{u"root"_s, QVariant::fromValue(item)},
+                                                    {u"other"_s, u"Ünïcode"_s}});
+    ASSERT_TRUE(bytes.startsWith("bplist00"));
+    const KeyedArchive::Result result = KeyedArchive::unarchive(bytes);
+    ASSERT_TRUE(result.ok()) << result.error.toStdString();
+    const ArchivedObject back = result.topObjects.value(u"root"_s).value<ArchivedObject>();
+    EXPECT_EQ(back.classes, item.classes);
+    EXPECT_EQ(back.fields.value(u"count"_s).toLongLong(), 7);
+    EXPECT_EQ(back.fields.value(u"flag"_s), QVariant(true));
+    EXPECT_DOUBLE_EQ(back.fields.value(u"ratio"_s).toDouble(), 0.25);
+    EXPECT_EQ(back.fields.value(u"name"_s).toString(), u"Ünïcode"_s);
+    EXPECT_TRUE(back.fields.contains(u"nothing"_s));
+    EXPECT_FALSE(back.fields.value(u"nothing"_s).isValid());
+    EXPECT_EQ(back.fields.value(u"when"_s).toDateTime(), when);
+    EXPECT_EQ(back.fields.value(u"list"_s).toList(),
+              (QVariantList{1, u"2"_s, QVariantMap{{u"k"_s, u"v"_s}}}));
+    EXPECT_EQ(back.fields.value(u"blob"_s).toByteArray(), QByteArray("\x00\x01", 2));
+    EXPECT_EQ(result.topObjects.value(u"other"_s).toString(), u"Ünïcode"_s);
+}
+
+QByteArray archiveOf(const QVariantList &objects, const QVariantMap &top)
+{
+    return PropertyList::toData(QVariantMap{{u"$archiver"_s, u"NSKeyedArchiver"_s},
+                                            {u"$version"_s, 100000},
+                                            {u"$top"_s, top},
+                                            {u"$objects"_s, objects}},
+                                PropertyList::Format::Binary);
+}
+
+QVariant uid(quint64 value)
+{
+    return QVariant::fromValue(PlistUid{value});
+}
+
+TEST(KeyedArchiveBadInput, StructuralFaultsAreReportedNotCrashedOn)
+{
+    const QByteArray good = KeyedArchive::archive({{u"root"_s, QVariantList{1, 2, 3}}});
+    QVariantList deep{u"$null"_s};
+    for (int i = 1; i < 400; ++i)
+        deep.append(QVariantMap{{u"$class"_s, uid(400)}, {u"NS.objects"_s, QVariantList{uid(quint64(i + 1))}}});
+    deep.append(QVariantMap{{u"$classname"_s, u"NSArray"_s}});
+    const struct
+    {
+        const char *name;
+        QByteArray bytes;
+    } cases[] = {
+        {"empty", QByteArray()},
+        {"truncated", good.left(good.size() - 20)},
+        {"garbage", QByteArray("not an archive at all")},
+        {"plain property list", PropertyList::toData(QVariantMap{{u"a"_s, 1}}, PropertyList::Format::Binary)},
+        {"dangling reference", archiveOf({u"$null"_s}, {{u"root"_s, uid(9)}})},
+        {"object without class",
+         archiveOf({u"$null"_s, QVariantMap{{u"NS.objects"_s, QVariantList()}}}, {{u"root"_s, uid(1)}})},
+        {"class reference that is no UID",
+         archiveOf({u"$null"_s, QVariantMap{{u"$class"_s, 5}}}, {{u"root"_s, uid(1)}})},
+        {"array member that is no UID",
+         archiveOf({u"$null"_s,
+                    QVariantMap{{u"$class"_s, uid(2)}, {u"NS.objects"_s, QVariantList{7}}},
+                    QVariantMap{{u"$classname"_s, u"NSArray"_s}}},
+                   {{u"root"_s, uid(1)}})},
+        {"too deep", archiveOf(deep, {{u"root"_s, uid(1)}})},
+    };
+    for (const auto &c : cases) {
+        WarningCapture warnings;
+        const KeyedArchive::Result result = KeyedArchive::unarchive(c.bytes);
+        EXPECT_FALSE(result.ok()) << c.name;
+        EXPECT_TRUE(result.topObjects.isEmpty()) << c.name;
+        EXPECT_FALSE(warnings.lines().isEmpty()) << c.name;
+    }
+}
+
+} // namespace

@@ -1,0 +1,267 @@
+#include "SchedulerFixture.h"
+
+#include "app/StringTable.h"
+#include "platform/PropertyList.h"
+
+#include <QFile>
+#include <QTemporaryDir>
+
+using namespace Qt::StringLiterals;
+
+namespace {
+
+using ScheduleArchiveTest = SchedulerFixture;
+
+CorvaneScheduleItem fullRecord(const Clock &clock)
+{
+    CorvaneScheduleItem item(clock);
+    item.setScheduleType(1);
+    item.setScheduleTime(QDateTime(QDate(2026, 11, 15), QTime(18, 5, 9)));
+    item.setFrequency(5);
+    item.setStatus(3);
+    item.setDestination(u"MyCorvane"_s);
+    item.setUsername(u"ann"_s);
+    item.setCorvaneUserName(u"ann@example.com"_s);
+    item.setUserAtServer(u"ann@storage1"_s);
+    item.setServerName(u"storage1.example"_s);
+    item.setPassword(u"\u00c2\u00c4"_s);
+    item.setProcessReferenceFile(u"/Library/Application Support/CorvaneforMac/BackupSets/ann.plist"_s);
+    item.setEmailids(u"ann@example.com,bob@example.com"_s);
+    item.setQuotaServerName(u"quota.example"_s);
+    item.setDisplayDesktopNotification(true);
+    item.setShouldStartMissedScheduleBackup(true);
+    item.setSendEmailNotification(true);
+    item.setSSL(u"YES"_s);
+    item.setBackupNow(true);
+    item.setScheduleTimeSettings(3);
+    item.setSelectedDaysForSchedule(QVariantList{1, u"3"_s});
+    item.setSendLogExtract(true);
+    item.setNotifyOnFailure(true);
+    item.setAutoSyncEnabled(true);
+    return item;
+}
+
+TEST_F(ScheduleArchiveTest, EveryFieldSurvivesARoundTripButTheBackupNowFlag)
+{
+    const CorvaneScheduleItem original = fullRecord(clock);
+    const ScheduleArchive::Contents back = ScheduleArchive::decode(ScheduleArchive::encode({original}));
+    ASSERT_EQ(back.state, ScheduleArchive::State::Readable);
+    ASSERT_EQ(back.records.size(), 1);
+    const CorvaneScheduleItem &r = back.records.first();
+    EXPECT_EQ(r.scheduleType(), 1);
+    EXPECT_EQ(r.scheduleTime(), original.scheduleTime());
+    EXPECT_EQ(r.frequency(), 5);
+    EXPECT_EQ(r.status(), 3);
+    EXPECT_EQ(r.destination(), original.destination());
+    EXPECT_EQ(r.username(), original.username());
+    EXPECT_EQ(r.corvaneUserName(), original.corvaneUserName());
+    EXPECT_EQ(r.userAtServer(), original.userAtServer());
+    EXPECT_EQ(r.serverName(), original.serverName());
+    EXPECT_EQ(r.password(), original.password());
+    EXPECT_EQ(r.processReferenceFile(), original.processReferenceFile());
+    EXPECT_EQ(r.emailids(), original.emailids());
+    EXPECT_EQ(r.quotaServername(), original.quotaServername());
+    EXPECT_TRUE(r.displayDesktopNotification());
+    EXPECT_TRUE(r.shouldStartMissedScheduleBackup());
+    EXPECT_TRUE(r.sendEmailNotification());
+    EXPECT_TRUE(r.isUseSSL());
+    EXPECT_FALSE(r.isBackupNow()) << "never archived";
+    EXPECT_EQ(r.scheduleTimeSettings(), 3);
+    EXPECT_EQ(r.selectedDaysForSchedule(), std::optional(QVariantList{1, u"3"_s}));
+    EXPECT_TRUE(r.sendLogExtract());
+    EXPECT_TRUE(r.notifyOnFailure());
+    EXPECT_TRUE(r.isAutoSyncEnabled());
+}
+
+TEST_F(ScheduleArchiveTest, StoredTimesComeBackToTheSecond)
+{
+    CorvaneScheduleItem item(clock);
+    item.setScheduleTime(QDateTime(QDate(2026, 11, 15), QTime(18, 5, 9, 999)));
+    const CorvaneScheduleItem back = ScheduleArchive::decode(ScheduleArchive::encode({item})).records.first();
+    EXPECT_EQ(back.scheduleTime(), QDateTime(QDate(2026, 11, 15), QTime(18, 5, 9)));
+    EXPECT_EQ(back.scheduleTime().timeSpec(), Qt::LocalTime);
+}
+
+const char *kCheckStructure = R"PY(
+import plistlib, sys
+a = plistlib.load(open(sys.argv[1], 'rb'), fmt=plistlib.FMT_BINARY)
+o = a['$objects']
+def at(ref): return o[ref.data]
+assert a['$archiver'] == 'NSKeyedArchiver' and a['$version'] == 100000, 'header'
+assert o[0] == '$null', 'null first'
+assert list(a['$top']) == ['Schedules']
+root = at(a['$top']['Schedules'])
+assert at(root['$class'])['$classes'] == ['NSMutableArray', 'NSArray', 'NSObject'], 'root class'
+assert len(root['NS.objects']) == 2
+rec = at(root['NS.objects'][0])
+assert at(rec['$class']) == {'$classname': 'CorvaneScheduleItem', '$classes': ['CorvaneScheduleItem', 'NSObject']}
+# one class dictionary per class
+assert root['NS.objects'][0] != root['NS.objects'][1]
+assert at(root['NS.objects'][1])['$class'] == rec['$class'], 'shared class dictionary'
+for key in ('scheduleType', 'frequency', 'status', 'scheduleTimeSettings'):
+    assert type(rec[key]) is int, key
+for key in ('displayDesktopNotification', 'shouldStartMissedScheduleBackup', 'sendEmailNotification',
+            'isUseSSL', 'sendLogExtract', 'notifyOnFailure', 'isAutoSyncEnabled'):
+    assert type(rec[key]) is bool, key
+assert rec['frequency'] == 5 and rec['isUseSSL'] is True and rec['scheduleType'] == 1
+for key in ('destination', 'username', 'corvaneUserName', 'emailids', 'userAtServer', 'serverName',
+            'quotaServerName', 'password', 'processReferenceFile', 'scheduleTime', 'selectedDaysForSchedule'):
+    assert isinstance(rec[key], plistlib.UID), key
+assert at(rec['username']) == 'ann'
+assert 'isBackupNow' not in rec
+date = at(rec['scheduleTime'])
+assert at(date['$class'])['$classes'] == ['NSCalendarDate', 'NSDate', 'NSObject']
+assert type(date['NS.time']) is float and abs(date['NS.time'] - float(sys.argv[2])) < 1e-6, date['NS.time']
+zone = at(date['NS.timezone'])
+assert at(zone['$class'])['$classes'] == ['NSTimeZone', 'NSObject']
+assert at(zone['NS.name']) == 'Europe/Berlin' and zone['NS.data'].data == 0
+assert at(date['NS.format']) == '%Y-%m-%d %H:%M:%S %z'
+days = at(rec['selectedDaysForSchedule'])
+assert at(days['$class'])['$classes'] == ['NSMutableArray', 'NSArray', 'NSObject']
+assert [at(d) for d in days['NS.objects']] == [1, '3']
+second = at(root['NS.objects'][1])
+assert second['password'].data == 0, 'nil is UID 0'
+classes = [x for x in o if isinstance(x, dict) and x.get('$classname') == 'CorvaneScheduleItem']
+assert len(classes) == 1
+print('ok')
+)PY";
+
+TEST_F(ScheduleArchiveTest, PlistlibSeesTheFoundationLayout)
+{
+    CorvaneScheduleItem withNil = fullRecord(clock);
+    withNil.setPassword(QString());
+    const QByteArray bytes = ScheduleArchive::encode({fullRecord(clock), withNil});
+    QTemporaryDir dir;
+    QFile file(dir.filePath(u"Schedules"_s));
+    ASSERT_TRUE(file.open(QIODevice::WriteOnly));
+    file.write(bytes);
+    file.close();
+    // 2026-11-15 18:05:09 in Berlin is 17:05:09 UTC.
+    const double expectedTime = double(QDateTime(QDate(2026, 11, 15), QTime(17, 5, 9), Qt::UTC)
+                                           .toSecsSinceEpoch() - 978307200);
+    const PythonResult python = runPython(QString::fromUtf8(kCheckStructure),
+                                          {file.fileName(), QString::number(expectedTime, 'f', 3)});
+    EXPECT_EQ(python.output.trimmed(), QByteArray("ok")) << python.errorOutput.toStdString();
+}
+
+const char *kIndependentWriter = R"PY(
+import plistlib, sys
+from plistlib import UID
+import os
+os.makedirs(os.path.dirname(sys.argv[1]), exist_ok=True)
+# Classes first, keys in another order, an NSDate instead of a calendar date, a mutable string,
+# no day list, and class hints the reader must ignore.
+objects = [
+  '$null',
+  {'$classname': 'CorvaneScheduleItem', '$classes': ['CorvaneScheduleItem', 'NSObject'], '$classhints': ['X']},
+  {'$classname': 'NSArray', '$classes': ['NSArray', 'NSObject']},
+  {'$classname': 'NSDate', '$classes': ['NSDate', 'NSObject']},
+  {'$classname': 'NSMutableString', '$classes': ['NSMutableString', 'NSString', 'NSObject']},
+  {'$class': UID(2), 'NS.objects': [UID(6)]},
+  {'isAutoSyncEnabled': True, 'notifyOnFailure': False, 'sendLogExtract': True,
+   'scheduleTimeSettings': 1, 'isUseSSL': True, 'processReferenceFile': UID(9),
+   'password': UID(0), 'quotaServerName': UID(9), 'serverName': UID(9), 'userAtServer': UID(9),
+   'sendEmailNotification': False, 'shouldStartMissedScheduleBackup': True,
+   'displayDesktopNotification': True, 'emailids': UID(9), 'corvaneUserName': UID(8),
+   'username': UID(8), 'destination': UID(7), 'status': 2, 'frequency': 4,
+   'scheduleTime': UID(10), 'scheduleType': 0, '$class': UID(1)},
+  {'$class': UID(4), 'NS.string': 'Backups on the NAS'},
+  'carol',
+  '',
+  {'$class': UID(3), 'NS.time': 785548800.75},
+]
+archive = {'$version': 100000, '$objects': objects, '$top': {'Schedules': UID(5)}, '$archiver': 'NSKeyedArchiver'}
+plistlib.dump(archive, open(sys.argv[1], 'wb'), fmt=plistlib.FMT_BINARY, sort_keys=False)
+)PY";
+
+TEST_F(ScheduleArchiveTest, ReadsAnArchiveFromAnIndependentWriter)
+{
+    const PythonResult python = runPython(QString::fromUtf8(kIndependentWriter), {env.real(ScheduleArchive::path())});
+    ASSERT_EQ(python.exitCode, 0) << python.errorOutput.toStdString();
+    const ScheduleArchive::Contents contents = ScheduleArchive::load();
+    ASSERT_EQ(contents.state, ScheduleArchive::State::Readable);
+    ASSERT_EQ(contents.records.size(), 1);
+    const CorvaneScheduleItem &r = contents.records.first();
+    EXPECT_EQ(r.scheduleType(), 0);
+    EXPECT_EQ(r.frequency(), 4);
+    EXPECT_EQ(r.status(), 2);
+    // 785548800 s after 2001-01-01 UTC is 2025-11-23 00:00:00 UTC; the fraction is dropped.
+    EXPECT_EQ(r.scheduleTime(), QDateTime(QDate(2025, 11, 23), QTime(0, 0, 0), Qt::UTC));
+    EXPECT_EQ(r.destination(), u"Backups on the NAS"_s);
+    EXPECT_EQ(r.username(), u"carol"_s);
+    EXPECT_EQ(r.corvaneUserName(), u"carol"_s);
+    EXPECT_TRUE(r.password().isNull()) << "UID 0 is nil";
+    EXPECT_EQ(r.emailids(), u""_s);
+    EXPECT_TRUE(r.displayDesktopNotification());
+    EXPECT_TRUE(r.shouldStartMissedScheduleBackup());
+    EXPECT_FALSE(r.sendEmailNotification());
+    EXPECT_TRUE(r.isUseSSL());
+    EXPECT_EQ(r.scheduleTimeSettings(), 1);
+    EXPECT_FALSE(r.selectedDaysForSchedule().has_value()) << "no day list: nil, not empty";
+    EXPECT_TRUE(r.sendLogExtract());
+    EXPECT_FALSE(r.notifyOnFailure());
+    EXPECT_TRUE(r.isAutoSyncEnabled());
+}
+
+TEST_F(ScheduleArchiveTest, MissingKeysKeepNothingOfTheDefaults)
+{
+    const ArchivedObject bare{{u"CorvaneScheduleItem"_s, u"NSObject"_s}, {}};
+    const std::optional<CorvaneScheduleItem> r = CorvaneScheduleItem::fromArchivedObject(bare);
+    ASSERT_TRUE(r);
+    EXPECT_EQ(r->frequency(), 0);
+    EXPECT_TRUE(r->destination().isNull());
+    EXPECT_TRUE(r->username().isNull());
+    EXPECT_FALSE(r->scheduleTime().isValid());
+    EXPECT_FALSE(r->selectedDaysForSchedule().has_value());
+}
+
+TEST_F(ScheduleArchiveTest, BadArchivesGiveAnEmptyListAndATraceLine)
+{
+    const QByteArray good = ScheduleArchive::encode({fullRecord(clock)});
+    const struct
+    {
+        const char *name;
+        QByteArray bytes;
+    } cases[] = {
+        {"empty", QByteArray()},
+        {"truncated", good.left(good.size() / 2)},
+        {"garbage", QByteArray(300, '\x7f')},
+        {"Schedules is not an array", KeyedArchive::archive({{u"Schedules"_s, u"nope"_s}})},
+        {"no Schedules at all", KeyedArchive::archive({{u"Other"_s, QVariantList()}})},
+    };
+    for (const auto &c : cases) {
+        env.writeFile(ScheduleArchive::path(), c.bytes);
+        const ScheduleArchive::Contents contents = ScheduleArchive::load();
+        EXPECT_TRUE(contents.records.isEmpty()) << c.name;
+        EXPECT_EQ(contents.state, ScheduleArchive::State::Unreadable) << c.name;
+    }
+    EXPECT_TRUE(QString::fromUtf8(env.readFile(SLLocalizedString(u"MonitorTraceFilePath"_s)))
+                    .contains(u"Schedules archive"_s));
+}
+
+TEST_F(ScheduleArchiveTest, RecordsWithWrongTypedKeysAreDroppedAndTheRestKept)
+{
+    ArchivedObject wrong = fullRecord(clock).toArchivedObject();
+    wrong.fields.insert(u"frequency"_s, u"daily"_s);
+    ArchivedObject wrongString = fullRecord(clock).toArchivedObject();
+    wrongString.fields.insert(u"username"_s, QVariantList{1});
+    const QByteArray bytes = KeyedArchive::archive(
+        {{u"Schedules"_s, QVariantList{QVariant::fromValue(wrong),
+                                       QVariant::fromValue(fullRecord(clock).toArchivedObject()),
+                                       QVariant::fromValue(wrongString), u"a stray string"_s}}});
+    const ScheduleArchive::Contents contents = ScheduleArchive::decode(bytes);
+    EXPECT_EQ(contents.state, ScheduleArchive::State::Readable);
+    EXPECT_EQ(contents.records.size(), 1);
+    EXPECT_EQ(contents.skippedRecords, 3);
+    const QString trace = QString::fromUtf8(env.readFile(SLLocalizedString(u"MonitorTraceFilePath"_s)));
+    EXPECT_TRUE(trace.contains(u"\"frequency\" holds a value of the wrong kind"_s)) << trace.toStdString();
+}
+
+TEST_F(ScheduleArchiveTest, SavedArchivesAreOpenToEveryUser)
+{
+    ASSERT_TRUE(ScheduleArchive::save({fullRecord(clock)}));
+    EXPECT_EQ(QFile(env.real(ScheduleArchive::path())).permissions() & QFileDevice::WriteOther,
+              QFileDevice::WriteOther);
+}
+
+} // namespace

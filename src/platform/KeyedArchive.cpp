@@ -1,14 +1,14 @@
 #include "KeyedArchive.h"
 
 #include "PlatformLog.h"
-#include "PlistUid.h"
+#include "BinaryPlist.h"
 #include "PropertyList.h"
 
 #include <QHash>
-#include <QSet>
 #include <QTimeZone>
 
 #include <cmath>
+#include <vector>
 
 using namespace Qt::StringLiterals;
 
@@ -44,18 +44,24 @@ QDateTime dateFromSeconds(double seconds)
 {
     if (!std::isfinite(seconds))
         return {};
-    return QDateTime::fromMSecsSinceEpoch(kReferenceDateMSecs + qint64(std::llround(seconds * 1000.0)))
-        .toLocalTime();
+    // UTC: converting to local time costs a time-zone lookup per date, which callers that need
+    // the local calendar do once themselves.
+    return QDateTime::fromMSecsSinceEpoch(kReferenceDateMSecs + qint64(std::llround(seconds * 1000.0)),
+                                          Qt::UTC);
 }
+
+namespace BP = BinaryPlist;
 
 class Writer
 {
 public:
-    PlistUid encode(const QVariant &value)
+    Writer() { newUid(m_out.addString(u"$null"_s)); }
+
+    quint64 encode(const QVariant &value)
     {
         switch (value.typeId()) {
         case QMetaType::UnknownType:
-            return PlistUid{0};
+            return 0;
         case QMetaType::QString:
             return encodeString(value.toString());
         case QMetaType::QVariantList:
@@ -67,99 +73,142 @@ public:
             return encodeObject({{u"NSDate"_s, u"NSObject"_s},
                                  {{u"NS.time"_s, secondsSinceReference(value.toDateTime())}}});
         case QMetaType::QByteArray:
-            return append(value);
+            return newUid(m_out.addData(value.toByteArray()));
         default:
             break;
         }
         if (value.typeId() == qMetaTypeId<ArchivedObject>())
             return encodeObject(value.value<ArchivedObject>());
         if (isScalar(value))
-            return append(value.typeId() == QMetaType::Bool || value.typeId() == QMetaType::Double
-                              ? value
-                              : QVariant(value.toLongLong()));
+            return newUid(scalar(value));
         qCWarning(lcPlatform) << "archived a value of type" << value.typeName() << "as nil";
-        return PlistUid{0};
+        return 0;
     }
 
-    QVariantList takeObjects() { return std::move(m_objects); }
+    QByteArray finish(const QVariantMap &top)
+    {
+        std::vector<BP::Writer::Index> topKeys, topValues;
+        for (auto it = top.cbegin(); it != top.cend(); ++it) {
+            topKeys.push_back(m_out.addString(it.key()));
+            topValues.push_back(m_out.addUid(encode(it.value())));
+        }
+        const auto topDict = m_out.reserve();
+        m_out.setDictionary(topDict, topKeys, topValues);
+        const auto objects = m_out.reserve();
+        m_out.setArray(objects, m_slots);
+        const auto root = m_out.reserve();
+        m_out.setDictionary(root,
+                            {m_out.addString(u"$archiver"_s), m_out.addString(u"$version"_s),
+                             m_out.addString(u"$top"_s), m_out.addString(u"$objects"_s)},
+                            {m_out.addString(u"NSKeyedArchiver"_s), m_out.addInteger(100000),
+                             topDict, objects});
+        return m_out.finish(root);
+    }
 
 private:
-    PlistUid append(const QVariant &value)
+    quint64 newUid(BP::Writer::Index slot)
     {
-        m_objects.append(value);
-        return PlistUid{quint64(m_objects.size() - 1)};
+        m_slots.push_back(slot);
+        return m_slots.size() - 1;
+    }
+
+    BP::Writer::Index scalar(const QVariant &value)
+    {
+        switch (value.typeId()) {
+        case QMetaType::Bool:
+            return m_out.addBool(value.toBool());
+        case QMetaType::Double:
+            return m_out.addReal(value.toDouble());
+        default:
+            return m_out.addInteger(value.toLongLong());
+        }
     }
 
     // Equal strings share one entry, as they may in the platform's own archives.
-    PlistUid encodeString(const QString &text)
+    quint64 encodeString(const QString &text)
     {
         const auto found = m_strings.constFind(text);
         if (found != m_strings.cend())
-            return PlistUid{found.value()};
-        const PlistUid uid = append(text);
-        m_strings.insert(text, uid.value);
+            return found.value();
+        const quint64 uid = newUid(m_out.addString(text));
+        m_strings.insert(text, uid);
         return uid;
     }
 
-    PlistUid classUid(const QStringList &classes)
+    quint64 classUid(const QStringList &classes)
     {
         const QString key = classes.join(u'\n');
         const auto found = m_classes.constFind(key);
         if (found != m_classes.cend())
-            return PlistUid{found.value()};
-        const PlistUid uid = append(QVariantMap{{u"$classname"_s, classes.value(0)},
-                                                {u"$classes"_s, classes}});
-        m_classes.insert(key, uid.value);
+            return found.value();
+        std::vector<BP::Writer::Index> names;
+        for (const QString &name : classes)
+            names.push_back(m_out.addString(name));
+        const auto list = m_out.reserve();
+        m_out.setArray(list, names);
+        const auto slot = m_out.reserve();
+        m_out.setDictionary(slot, {m_out.addString(u"$classname"_s), m_out.addString(u"$classes"_s)},
+                            {m_out.addString(classes.value(0)), list});
+        const quint64 uid = newUid(slot);
+        m_classes.insert(key, uid);
         return uid;
     }
 
     // The object's slot is taken before its members, so that it comes first as in Foundation's
     // own files.
-    PlistUid encodeArray(const QVariantList &list)
+    quint64 encodeArray(const QVariantList &list)
     {
-        const PlistUid uid = append(QVariant());
-        QVariantList refs;
-        refs.reserve(list.size());
+        const auto slot = m_out.reserve();
+        const quint64 uid = newUid(slot);
+        std::vector<BP::Writer::Index> refs;
+        refs.reserve(size_t(list.size()));
         for (const QVariant &item : list)
-            refs.append(QVariant::fromValue(encode(item)));
-        m_objects[qsizetype(uid.value)] = QVariantMap{
-            {u"$class"_s, QVariant::fromValue(
-                             classUid({u"NSMutableArray"_s, u"NSArray"_s, u"NSObject"_s}))},
-            {u"NS.objects"_s, refs}};
+            refs.push_back(m_out.addUid(encode(item)));
+        const auto array = m_out.reserve();
+        m_out.setArray(array, refs);
+        m_out.setDictionary(slot, {m_out.addString(u"$class"_s), m_out.addString(u"NS.objects"_s)},
+                            {m_out.addUid(classUid({u"NSMutableArray"_s, u"NSArray"_s, u"NSObject"_s})),
+                             array});
         return uid;
     }
 
-    PlistUid encodeDictionary(const QVariantMap &map)
+    quint64 encodeDictionary(const QVariantMap &map)
     {
-        const PlistUid uid = append(QVariant());
-        QVariantList keys, values;
+        const auto slot = m_out.reserve();
+        const quint64 uid = newUid(slot);
+        std::vector<BP::Writer::Index> keys, values;
         for (auto it = map.cbegin(); it != map.cend(); ++it) {
-            keys.append(QVariant::fromValue(encodeString(it.key())));
-            values.append(QVariant::fromValue(encode(it.value())));
+            keys.push_back(m_out.addUid(encodeString(it.key())));
+            values.push_back(m_out.addUid(encode(it.value())));
         }
-        m_objects[qsizetype(uid.value)] = QVariantMap{
-            {u"$class"_s,
-             QVariant::fromValue(classUid(
-                 {u"NSMutableDictionary"_s, u"NSDictionary"_s, u"NSObject"_s}))},
-            {u"NS.keys"_s, keys},
-            {u"NS.objects"_s, values}};
+        const auto keyArray = m_out.reserve();
+        m_out.setArray(keyArray, keys);
+        const auto valueArray = m_out.reserve();
+        m_out.setArray(valueArray, values);
+        m_out.setDictionary(
+            slot,
+            {m_out.addString(u"$class"_s), m_out.addString(u"NS.keys"_s), m_out.addString(u"NS.objects"_s)},
+            {m_out.addUid(classUid({u"NSMutableDictionary"_s, u"NSDictionary"_s, u"NSObject"_s})),
+             keyArray, valueArray});
         return uid;
     }
 
-    PlistUid encodeObject(const ArchivedObject &object)
+    quint64 encodeObject(const ArchivedObject &object)
     {
-        const PlistUid uid = append(QVariant());
-        QVariantMap dictionary;
-        dictionary.insert(u"$class"_s, QVariant::fromValue(classUid(object.classes)));
-        for (auto it = object.fields.cbegin(); it != object.fields.cend(); ++it) {
-            const QVariant &value = it.value();
-            dictionary.insert(it.key(), isScalar(value) ? value : QVariant::fromValue(encode(value)));
+        const auto slot = m_out.reserve();
+        const quint64 uid = newUid(slot);
+        std::vector<BP::Writer::Index> keys{m_out.addString(u"$class"_s)};
+        std::vector<BP::Writer::Index> values{m_out.addUid(classUid(object.classes))};
+        for (const auto &[name, value] : object.fields) {
+            keys.push_back(m_out.addString(name));
+            values.push_back(isScalar(value) ? scalar(value) : m_out.addUid(encode(value)));
         }
-        m_objects[qsizetype(uid.value)] = dictionary;
+        m_out.setDictionary(slot, keys, values);
         return uid;
     }
 
-    QVariantList m_objects{u"$null"_s};
+    BP::Writer m_out;
+    std::vector<BP::Writer::Index> m_slots; // archive UID -> object of the file
     QHash<QString, quint64> m_strings;
     QHash<QString, quint64> m_classes;
 };
@@ -167,15 +216,40 @@ private:
 class Reader
 {
 public:
-    explicit Reader(QVariantList objects) : m_objects(std::move(objects)) {}
+    explicit Reader(const BP::Reader &plist) : m_plist(plist) {}
 
-    QVariant decodeReference(const QVariant &reference, int depth)
+    // Finds "$objects" and "$top"; false when the file is no keyed archive.
+    bool open(BP::Object *top)
     {
-        if (reference.typeId() != qMetaTypeId<PlistUid>()) {
-            fail(u"a reference is not a UID"_s);
-            return {};
+        const BP::Object root = m_plist.object(m_plist.topObject());
+        m_objects = m_plist.object(valueOf(root, "$objects"_L1));
+        *top = m_plist.object(valueOf(root, "$top"_L1));
+        return root.type == BP::Type::Dict && m_objects.type == BP::Type::Array
+               && m_objects.count > 0 && top->type == BP::Type::Dict;
+    }
+
+    QString key(quint64 index)
+    {
+        const auto found = m_keys.constFind(index);
+        if (found != m_keys.cend())
+            return found.value();
+        const BP::Object object = m_plist.object(index);
+        if (object.type != BP::Type::AsciiString && object.type != BP::Type::Utf16String) {
+            fail(u"a dictionary key that is not a string"_s);
+            return QString();
         }
-        return decode(reference.value<PlistUid>().value, depth);
+        const QString text = m_plist.string(object);
+        m_keys.insert(index, text);
+        return text;
+    }
+
+    // A value as stored: a reference is followed, anything else stands for itself.
+    QVariant value(quint64 index, int depth)
+    {
+        const BP::Object object = m_plist.object(index);
+        if (object.type == BP::Type::Uid)
+            return decode(quint64(object.integer), depth + 1);
+        return plain(object, depth);
     }
 
     QString error() const { return m_error; }
@@ -187,11 +261,64 @@ private:
             m_error = why;
     }
 
+    quint64 valueOf(const BP::Object &dict, QLatin1StringView wanted) const
+    {
+        if (dict.type != BP::Type::Dict)
+            return m_plist.objectCount();
+        for (qsizetype i = 0; i < dict.count; ++i) {
+            if (m_plist.stringEquals(m_plist.object(m_plist.reference(dict, i)), wanted))
+                return m_plist.reference(dict, dict.count + i);
+        }
+        return m_plist.objectCount();
+    }
+
+    QVariant plain(const BP::Object &object, int depth)
+    {
+        switch (object.type) {
+        case BP::Type::Bool:
+            return bool(object.integer);
+        case BP::Type::Int:
+            return object.integer;
+        case BP::Type::Real:
+            return object.real;
+        case BP::Type::Date:
+            return dateFromSeconds(object.real);
+        case BP::Type::Data:
+            return m_plist.data(object);
+        case BP::Type::AsciiString:
+        case BP::Type::Utf16String:
+            return m_plist.string(object);
+        case BP::Type::Null:
+            return {};
+        case BP::Type::Array: {
+            QVariantList list;
+            for (qsizetype i = 0; i < object.count && m_error.isEmpty(); ++i)
+                list.append(inlineValue(m_plist.reference(object, i), depth));
+            return list;
+        }
+        case BP::Type::Dict:
+            fail(u"a dictionary where an object was expected"_s);
+            return {};
+        default:
+            fail(u"a malformed object"_s);
+            return {};
+        }
+    }
+
+    QVariant inlineValue(quint64 index, int depth)
+    {
+        if (depth > kMaxDepth) {
+            fail(u"objects nested too deeply"_s);
+            return {};
+        }
+        return value(index, depth + 1);
+    }
+
     QVariant decode(quint64 uid, int depth)
     {
         if (!m_error.isEmpty() || uid == 0)
             return {};
-        if (uid >= quint64(m_objects.size())) {
+        if (uid >= quint64(m_objects.count)) {
             fail(u"reference %1 points past the object table"_s.arg(uid));
             return {};
         }
@@ -199,69 +326,89 @@ private:
             fail(u"objects nested too deeply"_s);
             return {};
         }
-        const auto cached = m_cache.constFind(uid);
-        if (cached != m_cache.cend())
-            return cached.value();
+        if (m_state.empty())
+            m_state.assign(size_t(m_objects.count), Unseen), m_cache.resize(size_t(m_objects.count));
         // A reference back to an object still being decoded (a cycle) reads as nil.
-        if (m_inProgress.contains(uid))
-            return {};
-        m_inProgress.insert(uid);
-        const QVariant value = decodeRaw(m_objects.at(qsizetype(uid)), depth);
-        m_inProgress.remove(uid);
-        m_cache.insert(uid, value);
-        return value;
+        if (m_state[uid] != Unseen)
+            return m_state[uid] == Done ? m_cache[uid] : QVariant();
+        m_state[uid] = InProgress;
+        const BP::Object object = m_plist.object(m_plist.reference(m_objects, qsizetype(uid)));
+        QVariant result;
+        if (object.type == BP::Type::Dict)
+            result = decodeInstance(object, depth);
+        else if (object.type == BP::Type::Array || object.type == BP::Type::Uid)
+            fail(u"a bare array or reference in the object table"_s);
+        else
+            result = plain(object, depth);
+        m_state[uid] = Done;
+        m_cache[uid] = result;
+        return result;
     }
 
-    QVariant decodeRaw(const QVariant &raw, int depth)
+    QStringList classChain(quint64 classIndex)
     {
-        if (raw.typeId() != QMetaType::QVariantMap) {
-            if (raw.typeId() == QMetaType::QVariantList || raw.typeId() == qMetaTypeId<PlistUid>())
-                fail(u"a bare array or reference in the object table"_s);
-            return raw; // strings, numbers, booleans, data and plain dates stand for themselves
+        const BP::Object ref = m_plist.object(classIndex);
+        if (ref.type != BP::Type::Uid || ref.integer <= 0 || ref.integer >= m_objects.count)
+            return {};
+        const auto found = m_classes.constFind(quint64(ref.integer));
+        if (found != m_classes.cend())
+            return found.value();
+        const BP::Object info = m_plist.object(m_plist.reference(m_objects, qsizetype(ref.integer)));
+        QStringList classes;
+        const BP::Object chain = m_plist.object(valueOf(info, "$classes"_L1));
+        for (qsizetype i = 0; chain.type == BP::Type::Array && i < chain.count; ++i)
+            classes.append(m_plist.string(m_plist.object(m_plist.reference(chain, i))));
+        if (classes.isEmpty()) {
+            const BP::Object name = m_plist.object(valueOf(info, "$classname"_L1));
+            if (name.type == BP::Type::AsciiString || name.type == BP::Type::Utf16String)
+                classes.append(m_plist.string(name));
         }
-        const QVariantMap object = raw.toMap();
-        const QStringList classes = classChain(object.value(u"$class"_s));
+        m_classes.insert(quint64(ref.integer), classes);
+        return classes;
+    }
+
+    QVariantList decodeList(const BP::Object &dict, QLatin1StringView field, int depth)
+    {
+        const BP::Object refs = m_plist.object(valueOf(dict, field));
+        QVariantList list;
+        if (refs.type != BP::Type::Array) {
+            if (refs.type != BP::Type::Invalid)
+                fail(u"a collection whose members are not a list"_s);
+            return list;
+        }
+        list.reserve(refs.count);
+        for (qsizetype i = 0; i < refs.count && m_error.isEmpty(); ++i) {
+            const BP::Object ref = m_plist.object(m_plist.reference(refs, i));
+            if (ref.type != BP::Type::Uid) {
+                fail(u"a collection member that is not a reference"_s);
+                break;
+            }
+            list.append(decode(quint64(ref.integer), depth + 1));
+        }
+        return list;
+    }
+
+    QVariant field(const BP::Object &dict, QLatin1StringView name, int depth)
+    {
+        const quint64 index = valueOf(dict, name);
+        return index < m_plist.objectCount() ? value(index, depth) : QVariant();
+    }
+
+    QVariant decodeInstance(const BP::Object &dict, int depth)
+    {
+        const QStringList classes = classChain(valueOf(dict, "$class"_L1));
         if (classes.isEmpty()) {
             fail(u"an object without a class"_s);
             return {};
         }
-        return decodeInstance(classes, object, depth);
-    }
-
-    QStringList classChain(const QVariant &reference)
-    {
-        if (reference.typeId() != qMetaTypeId<PlistUid>())
-            return {};
-        const quint64 uid = reference.value<PlistUid>().value;
-        if (uid == 0 || uid >= quint64(m_objects.size()))
-            return {};
-        const QVariantMap info = m_objects.at(qsizetype(uid)).toMap();
-        QStringList classes = info.value(u"$classes"_s).toStringList();
-        if (classes.isEmpty() && info.value(u"$classname"_s).typeId() == QMetaType::QString)
-            classes.append(info.value(u"$classname"_s).toString());
-        return classes;
-    }
-
-    QVariantList decodeList(const QVariant &refs, int depth)
-    {
-        QVariantList list;
-        const QVariantList items = refs.toList();
-        list.reserve(items.size());
-        for (const QVariant &ref : items)
-            list.append(decodeReference(ref, depth + 1));
-        return list;
-    }
-
-    QVariant decodeInstance(const QStringList &classes, const QVariantMap &object, int depth)
-    {
-        const QString name = classes.first();
+        const QString &name = classes.first();
         if (name == "NSArray"_L1 || name == "NSMutableArray"_L1 || name == "NSSet"_L1
             || name == "NSMutableSet"_L1 || name == "NSOrderedSet"_L1
             || name == "NSMutableOrderedSet"_L1)
-            return decodeList(object.value(u"NS.objects"_s), depth);
+            return decodeList(dict, "NS.objects"_L1, depth);
         if (name == "NSDictionary"_L1 || name == "NSMutableDictionary"_L1) {
-            const QVariantList keys = decodeList(object.value(u"NS.keys"_s), depth);
-            const QVariantList values = decodeList(object.value(u"NS.objects"_s), depth);
+            const QVariantList keys = decodeList(dict, "NS.keys"_L1, depth);
+            const QVariantList values = decodeList(dict, "NS.objects"_L1, depth);
             if (keys.size() != values.size())
                 fail(u"a dictionary with more keys than values"_s);
             QVariantMap map;
@@ -270,31 +417,30 @@ private:
             return map;
         }
         if (name == "NSDate"_L1 || name == "NSCalendarDate"_L1)
-            return dateFromSeconds(object.value(u"NS.time"_s).toDouble());
+            return dateFromSeconds(field(dict, "NS.time"_L1, depth).toDouble());
         if (name == "NSString"_L1 || name == "NSMutableString"_L1)
-            return fieldValue(object.value(u"NS.string"_s), depth).toString();
+            return field(dict, "NS.string"_L1, depth).toString();
         if (name == "NSData"_L1 || name == "NSMutableData"_L1)
-            return fieldValue(object.value(u"NS.data"_s), depth).toByteArray();
+            return field(dict, "NS.data"_L1, depth).toByteArray();
         if (name == "NSNull"_L1)
             return {};
         ArchivedObject instance{classes, {}};
-        for (auto it = object.cbegin(); it != object.cend(); ++it) {
-            if (it.key() != "$class"_L1)
-                instance.fields.insert(it.key(), fieldValue(it.value(), depth));
+        instance.fields.reserve(dict.count);
+        for (qsizetype i = 0; i < dict.count && m_error.isEmpty(); ++i) {
+            const QString fieldName = key(m_plist.reference(dict, i));
+            if (fieldName != "$class"_L1)
+                instance.fields.append({fieldName, value(m_plist.reference(dict, dict.count + i), depth)});
         }
         return QVariant::fromValue(instance);
     }
 
-    QVariant fieldValue(const QVariant &value, int depth)
-    {
-        if (value.typeId() == qMetaTypeId<PlistUid>())
-            return decode(value.value<PlistUid>().value, depth + 1);
-        return value;
-    }
-
-    QVariantList m_objects;
-    QHash<quint64, QVariant> m_cache;
-    QSet<quint64> m_inProgress;
+    const BP::Reader &m_plist;
+    BP::Object m_objects;
+    enum State : quint8 { Unseen, InProgress, Done };
+    std::vector<State> m_state; // per archive UID, so shared objects decode once
+    std::vector<QVariant> m_cache;
+    QHash<quint64, QStringList> m_classes;
+    QHash<quint64, QString> m_keys;
     QString m_error;
 };
 
@@ -303,14 +449,7 @@ private:
 QByteArray archive(const QVariantMap &topObjects)
 {
     Writer writer;
-    QVariantMap top;
-    for (auto it = topObjects.cbegin(); it != topObjects.cend(); ++it)
-        top.insert(it.key(), QVariant::fromValue(writer.encode(it.value())));
-    const QVariantMap root{{u"$archiver"_s, u"NSKeyedArchiver"_s},
-                           {u"$version"_s, 100000},
-                           {u"$top"_s, top},
-                           {u"$objects"_s, writer.takeObjects()}};
-    return PropertyList::toData(root, PropertyList::Format::Binary);
+    return writer.finish(topObjects);
 }
 
 ArchivedObject calendarDate(const QDateTime &time)
@@ -331,22 +470,34 @@ std::optional<QDateTime> dateOf(const QVariant &value)
     return std::nullopt;
 }
 
-Result unarchive(const QByteArray &data)
+Result unarchive(const QByteArray &bytes)
 {
+    // The XML form ({"CF$UID": n} references) goes through the general reader once.
+    const QByteArray data = bytes.startsWith("bplist")
+                                ? bytes
+                                : PropertyList::toData(PropertyList::fromData(bytes),
+                                                       PropertyList::Format::Binary);
     Result result;
-    const QVariantMap root = PropertyList::fromData(data).toMap();
-    const QVariantList objects = root.value(u"$objects"_s).toList();
-    const QVariant top = root.value(u"$top"_s);
-    if (objects.isEmpty() || top.typeId() != QMetaType::QVariantMap) {
-        result.error = u"not a keyed archive"_s;
+    BP::Reader plist;
+    BP::Object top;
+    Reader reader(plist);
+    if (!plist.open(data, &result.error) || !reader.open(&top)) {
+        if (result.error.isEmpty())
+            result.error = u"not a keyed archive"_s;
         qCWarning(lcPlatform) << "unreadable keyed archive:" << result.error;
         return result;
     }
-    Reader reader(objects);
-    const QVariantMap refs = top.toMap();
-    for (auto it = refs.cbegin(); it != refs.cend(); ++it)
-        result.topObjects.insert(it.key(), reader.decodeReference(it.value(), 0));
-    result.error = reader.error();
+    for (qsizetype i = 0; i < top.count && reader.error().isEmpty(); ++i) {
+        const QString name = reader.key(plist.reference(top, i));
+        const BP::Object ref = plist.object(plist.reference(top, top.count + i));
+        if (ref.type != BP::Type::Uid) {
+            result.error = u"a root object that is not a reference"_s;
+            break;
+        }
+        result.topObjects.insert(name, reader.value(plist.reference(top, top.count + i), 0));
+    }
+    if (result.error.isEmpty())
+        result.error = reader.error();
     if (!result.ok()) {
         qCWarning(lcPlatform) << "unreadable keyed archive:" << result.error;
         result.topObjects.clear();

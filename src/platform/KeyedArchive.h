@@ -6,6 +6,7 @@
 #include <QVariantMap>
 
 #include <optional>
+#include <utility>
 
 // An instance of a class in a keyed archive: its class chain ("$classes", most derived first)
 // and its keyed fields. Scalars among the fields (integers, reals, booleans) are stored inline;
@@ -13,11 +14,42 @@
 // nil object.
 struct ArchivedObject
 {
+    using Field = std::pair<QString, QVariant>;
+
     QStringList classes;
-    QVariantMap fields;
+    QList<Field> fields; // in the order they were encoded
 
     QString className() const { return classes.value(0); }
     bool isKindOf(const QString &name) const { return classes.contains(name); }
+
+    bool contains(QStringView key) const { return find(key) != nullptr; }
+    // Invalid when the key is absent (or holds nil).
+    QVariant value(QStringView key) const
+    {
+        const Field *field = find(key);
+        return field ? field->second : QVariant();
+    }
+    // Replaces the key's value, or appends the key.
+    void insert(const QString &key, const QVariant &value)
+    {
+        for (Field &field : fields) {
+            if (field.first == key) {
+                field.second = value;
+                return;
+            }
+        }
+        fields.append({key, value});
+    }
+
+private:
+    const Field *find(QStringView key) const
+    {
+        for (const Field &field : fields) {
+            if (field.first == key)
+                return &field;
+        }
+        return nullptr;
+    }
 };
 Q_DECLARE_METATYPE(ArchivedObject)
 
@@ -26,7 +58,7 @@ Q_DECLARE_METATYPE(ArchivedObject)
 //
 // Values map as follows: QString <-> NSString (also NSMutableString), qint64/double/bool <->
 // NSNumber, QVariantList <-> NSArray/NSMutableArray (also NSSet), QVariantMap <-> NSDictionary,
-// QDateTime <-> NSDate (also NSCalendarDate), QByteArray <-> NSData, ArchivedObject <-> any
+// QDateTime <-> NSDate (also NSCalendarDate; read back in UTC), QByteArray <-> NSData, ArchivedObject <-> any
 // other class.
 namespace KeyedArchive {
 

@@ -77,11 +77,18 @@ QVariant toVariant(plist_t node, int depth)
     case PLIST_DICT:
         return dictionaryToVariant(node, depth);
     case PLIST_ARRAY: {
+        // By iterator: indexed access walks the node list from the start each time.
         QVariantList list;
-        const uint32_t n = plist_array_get_size(node);
-        list.reserve(n);
-        for (uint32_t i = 0; i < n; ++i)
-            list.append(toVariant(plist_array_get_item(node, i), depth + 1));
+        list.reserve(plist_array_get_size(node));
+        plist_array_iter it = nullptr;
+        plist_array_new_iter(node, &it);
+        for (plist_t item = nullptr;;) {
+            plist_array_next_item(node, it, &item);
+            if (!item)
+                break;
+            list.append(toVariant(item, depth + 1));
+        }
+        free(it);
         return list;
     }
     case PLIST_STRING: {

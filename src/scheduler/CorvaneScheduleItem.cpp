@@ -57,11 +57,11 @@ QVariant objectOrNil(const QString &text)
 class FieldReader
 {
 public:
-    explicit FieldReader(const QVariantMap &fields) : m_fields(fields) {}
+    explicit FieldReader(const ArchivedObject &object) : m_object(object) {}
 
     int integer(const QString &key)
     {
-        const QVariant value = m_fields.value(key);
+        const QVariant value = m_object.value(key);
         if (!value.isValid())
             return 0;
         switch (value.typeId()) {
@@ -79,7 +79,7 @@ public:
 
     QString string(const QString &key)
     {
-        const QVariant value = m_fields.value(key);
+        const QVariant value = m_object.value(key);
         if (!value.isValid())
             return QString();
         return value.typeId() == QMetaType::QString ? value.toString() : wrong(key, QString());
@@ -87,7 +87,7 @@ public:
 
     std::optional<QDateTime> date(const QString &key)
     {
-        const QVariant value = m_fields.value(key);
+        const QVariant value = m_object.value(key);
         if (!value.isValid())
             return QDateTime();
         const std::optional<QDateTime> date = KeyedArchive::dateOf(value);
@@ -96,7 +96,7 @@ public:
 
     std::optional<QVariantList> list(const QString &key)
     {
-        const QVariant value = m_fields.value(key);
+        const QVariant value = m_object.value(key);
         if (!value.isValid())
             return std::nullopt;
         return value.typeId() == QMetaType::QVariantList ? std::optional(value.toList())
@@ -114,7 +114,7 @@ private:
         return fallback;
     }
 
-    const QVariantMap &m_fields;
+    const ArchivedObject &m_object;
     QString m_error;
 };
 
@@ -306,38 +306,40 @@ QString CorvaneScheduleItem::scheduledDays(const QList<CorvaneScheduleItem> &arc
 
 ArchivedObject CorvaneScheduleItem::toArchivedObject() const
 {
-    QVariantMap f;
-    f.insert(Key::scheduleType, m_scheduleType);
-    f.insert(Key::scheduleTime, m_scheduleTime.isValid()
-                                    ? QVariant::fromValue(KeyedArchive::calendarDate(m_scheduleTime))
-                                    : QVariant());
-    f.insert(Key::frequency, m_frequency);
-    f.insert(Key::status, m_status);
-    f.insert(Key::destination, objectOrNil(m_destination));
-    f.insert(Key::username, objectOrNil(m_username));
-    f.insert(Key::corvaneUserName, objectOrNil(m_corvaneUsername));
-    f.insert(Key::emailids, objectOrNil(m_emailids));
-    f.insert(Key::displayDesktopNotification, m_displayDesktopNotification);
-    f.insert(Key::shouldStartMissedScheduleBackup, m_shouldStartMissedScheduleBackup);
-    f.insert(Key::sendEmailNotification, m_sendEmailNotification);
-    f.insert(Key::userAtServer, objectOrNil(m_userAtServer));
-    f.insert(Key::serverName, objectOrNil(m_serverName));
-    f.insert(Key::quotaServerName, objectOrNil(m_quotaServerName));
-    f.insert(Key::password, objectOrNil(m_password));
-    f.insert(Key::processReferenceFile, objectOrNil(m_processReferenceFile));
-    f.insert(Key::isUseSSL, m_isUseSSL);
-    f.insert(Key::scheduleTimeSettings, m_scheduleTimeSettings);
-    f.insert(Key::selectedDaysForSchedule, m_selectedDays ? QVariant(*m_selectedDays) : QVariant());
-    f.insert(Key::sendLogExtract, m_sendLogExtract);
-    f.insert(Key::notifyOnFailure, m_notifyOnFailure);
-    f.insert(Key::isAutoSyncEnabled, m_isAutoSyncEnabled);
-    return ArchivedObject{{u"CorvaneScheduleItem"_s, u"NSObject"_s}, f};
+    // The keys in the order the record has always encoded them.
+    const QVariant time = m_scheduleTime.isValid()
+                              ? QVariant::fromValue(KeyedArchive::calendarDate(m_scheduleTime))
+                              : QVariant();
+    return ArchivedObject{
+        {u"CorvaneScheduleItem"_s, u"NSObject"_s},
+        {{Key::scheduleType, m_scheduleType},
+         {Key::scheduleTime, time},
+         {Key::frequency, m_frequency},
+         {Key::status, m_status},
+         {Key::destination, objectOrNil(m_destination)},
+         {Key::username, objectOrNil(m_username)},
+         {Key::corvaneUserName, objectOrNil(m_corvaneUsername)},
+         {Key::emailids, objectOrNil(m_emailids)},
+         {Key::displayDesktopNotification, m_displayDesktopNotification},
+         {Key::shouldStartMissedScheduleBackup, m_shouldStartMissedScheduleBackup},
+         {Key::sendEmailNotification, m_sendEmailNotification},
+         {Key::userAtServer, objectOrNil(m_userAtServer)},
+         {Key::serverName, objectOrNil(m_serverName)},
+         {Key::quotaServerName, objectOrNil(m_quotaServerName)},
+         {Key::password, objectOrNil(m_password)},
+         {Key::processReferenceFile, objectOrNil(m_processReferenceFile)},
+         {Key::isUseSSL, m_isUseSSL},
+         {Key::scheduleTimeSettings, m_scheduleTimeSettings},
+         {Key::selectedDaysForSchedule, m_selectedDays ? QVariant(*m_selectedDays) : QVariant()},
+         {Key::sendLogExtract, m_sendLogExtract},
+         {Key::notifyOnFailure, m_notifyOnFailure},
+         {Key::isAutoSyncEnabled, m_isAutoSyncEnabled}}};
 }
 
 std::optional<CorvaneScheduleItem> CorvaneScheduleItem::fromArchivedObject(const ArchivedObject &object,
                                                                            QString *error)
 {
-    FieldReader in(object.fields);
+    FieldReader in(object);
     CorvaneScheduleItem item; // nothing of the defaults: a missing key stays 0, NO or nil
     item.m_scheduleType = in.integer(Key::scheduleType);
     // The stored date comes back to the second, in the local calendar.

@@ -4,6 +4,7 @@
 
 #include <QDir>
 #include <QFile>
+#include <QTemporaryDir>
 
 #include <gtest/gtest.h>
 
@@ -54,7 +55,7 @@ TEST(KeyedArchiveFixtures, DatesStringsAndDictionaries)
 
     const ArchivedObject dated = root(u"bpylist2_date_archive.plist"_s).value<ArchivedObject>();
     QDateTime date;
-    for (const QVariant &field : dated.fields) {
+    for (const auto &[name, field] : dated.fields) {
         if (field.typeId() == QMetaType::QDateTime)
             date = field.toDateTime();
     }
@@ -69,10 +70,10 @@ TEST(KeyedArchiveFixtures, InlineScalarsMappedClassNamesAndNil)
     REQUIRE_FIXTURES();
     const ArchivedObject note = root(u"mw235_note.plist"_s).value<ArchivedObject>();
     EXPECT_EQ(note.className(), u"Note"_s);
-    EXPECT_EQ(note.fields.value(u"date"_s).toLongLong(), 2025);
-    EXPECT_EQ(note.fields.value(u"published"_s), QVariant(true));
+    EXPECT_EQ(note.value(u"date"_s).toLongLong(), 2025);
+    EXPECT_EQ(note.value(u"published"_s), QVariant(true));
     bool foundList = false;
-    for (const QVariant &field : note.fields) {
+    for (const auto &[name, field] : note.fields) {
         if (field.typeId() == QMetaType::QVariantList) {
             foundList = true;
             EXPECT_EQ(field.toList(), (QVariantList{u"Hello, World!"_s, 42, true}));
@@ -85,12 +86,12 @@ TEST(KeyedArchiveFixtures, InlineScalarsMappedClassNamesAndNil)
     EXPECT_EQ(dummy.className(), u"TestDummy"_s);
 
     const ArchivedObject simple = root(u"bpylist2_simple_archive.plist"_s).value<ArchivedObject>();
-    EXPECT_EQ(simple.fields.value(u"count"_s).toLongLong(), 42);
-    EXPECT_EQ(simple.fields.value(u"active"_s), QVariant(true));
+    EXPECT_EQ(simple.value(u"count"_s).toLongLong(), 42);
+    EXPECT_EQ(simple.value(u"active"_s), QVariant(true));
 
     const ArchivedObject withNil = root(u"bpylist2_null_archive.plist"_s).value<ArchivedObject>();
-    EXPECT_TRUE(withNil.fields.contains(u"empty"_s));
-    EXPECT_FALSE(withNil.fields.value(u"empty"_s).isValid()) << "UID 0 is nil";
+    EXPECT_TRUE(withNil.contains(u"empty"_s));
+    EXPECT_FALSE(withNil.value(u"empty"_s).isValid()) << "UID 0 is nil";
 }
 
 TEST(KeyedArchiveFixtures, CyclesAndSharedObjectsDecodeOnce)
@@ -121,16 +122,16 @@ TEST(KeyedArchiveRoundTrip, ContainersObjectsAndCalendarDates)
     ASSERT_TRUE(result.ok()) << result.error.toStdString();
     const ArchivedObject back = result.topObjects.value(u"root"_s).value<ArchivedObject>();
     EXPECT_EQ(back.classes, item.classes);
-    EXPECT_EQ(back.fields.value(u"count"_s).toLongLong(), 7);
-    EXPECT_EQ(back.fields.value(u"flag"_s), QVariant(true));
-    EXPECT_DOUBLE_EQ(back.fields.value(u"ratio"_s).toDouble(), 0.25);
-    EXPECT_EQ(back.fields.value(u"name"_s).toString(), u"Ünïcode"_s);
-    EXPECT_TRUE(back.fields.contains(u"nothing"_s));
-    EXPECT_FALSE(back.fields.value(u"nothing"_s).isValid());
-    EXPECT_EQ(back.fields.value(u"when"_s).toDateTime(), when);
-    EXPECT_EQ(back.fields.value(u"list"_s).toList(),
+    EXPECT_EQ(back.value(u"count"_s).toLongLong(), 7);
+    EXPECT_EQ(back.value(u"flag"_s), QVariant(true));
+    EXPECT_DOUBLE_EQ(back.value(u"ratio"_s).toDouble(), 0.25);
+    EXPECT_EQ(back.value(u"name"_s).toString(), u"Ünïcode"_s);
+    EXPECT_TRUE(back.contains(u"nothing"_s));
+    EXPECT_FALSE(back.value(u"nothing"_s).isValid());
+    EXPECT_EQ(back.value(u"when"_s).toDateTime(), when);
+    EXPECT_EQ(back.value(u"list"_s).toList(),
               (QVariantList{1, u"2"_s, QVariantMap{{u"k"_s, u"v"_s}}}));
-    EXPECT_EQ(back.fields.value(u"blob"_s).toByteArray(), QByteArray("\x00\x01", 2));
+    EXPECT_EQ(back.value(u"blob"_s).toByteArray(), QByteArray("\x00\x01", 2));
     EXPECT_EQ(result.topObjects.value(u"other"_s).toString(), u"Ünïcode"_s);
 }
 
@@ -183,6 +184,56 @@ TEST(KeyedArchiveBadInput, StructuralFaultsAreReportedNotCrashedOn)
         EXPECT_TRUE(result.topObjects.isEmpty()) << c.name;
         EXPECT_FALSE(warnings.lines().isEmpty()) << c.name;
     }
+}
+
+} // namespace
+
+namespace {
+
+TEST(KeyedArchiveBadInput, EveryTruncationAndByteFlipIsSurvived)
+{
+    const ArchivedObject item{{u"Thing"_s, u"NSObject"_s},
+                              {{u"n"_s, 300}, {u"s"_s, u"héllo"_s}, {u"l"_s, QVariantList{1, u"x"_s}},
+                               {u"d"_s, QVariant::fromValue(KeyedArchive::calendarDate(QDateTime::currentDateTime()))}}};
+    const QByteArray good = KeyedArchive::archive({{u"root"_s, QVariantList{QVariant::fromValue(item)}}});
+    WarningCapture quiet;
+    int readable = 0;
+    for (qsizetype n = 0; n < good.size(); ++n)
+        readable += KeyedArchive::unarchive(good.left(n)).ok();
+    EXPECT_EQ(readable, 0) << "no prefix of an archive is a whole archive";
+    for (qsizetype i = 0; i < good.size(); ++i) {
+        for (const char mask : {char(0x01), char(0x80), char(0xff)}) {
+            QByteArray flipped = good;
+            flipped[i] = char(flipped.at(i) ^ mask);
+            KeyedArchive::unarchive(flipped); // must not crash, read out of bounds or hang
+        }
+    }
+}
+
+TEST(KeyedArchiveSizes, WideReferencesRoundTripAndPlistlibAgrees)
+{
+    // More than 65,536 objects: references and offsets take four bytes.
+    QVariantList many;
+    for (int i = 0; i < 70000; ++i)
+        many.append(u"item %1"_s.arg(i));
+    const QByteArray bytes = KeyedArchive::archive({{u"root"_s, many}});
+    const KeyedArchive::Result back = KeyedArchive::unarchive(bytes);
+    ASSERT_TRUE(back.ok()) << back.error.toStdString();
+    EXPECT_EQ(back.topObjects.value(u"root"_s).toList(), many);
+
+    QTemporaryDir dir;
+    QFile file(dir.filePath(u"wide"_s));
+    ASSERT_TRUE(file.open(QIODevice::WriteOnly));
+    file.write(bytes);
+    file.close();
+    const PythonResult python = runPython(
+        u"import plistlib, sys\n"
+        "a = plistlib.load(open(sys.argv[1], 'rb'))\n"
+        "o = a['$objects']\n"
+        "root = o[a['$top']['root'].data]\n"
+        "print(len(root['NS.objects']), o[root['NS.objects'][69999].data])\n"_s,
+        {file.fileName()});
+    EXPECT_EQ(python.output.trimmed(), QByteArray("70000 item 69999")) << python.errorOutput.toStdString();
 }
 
 } // namespace

@@ -242,9 +242,9 @@ TEST_F(ScheduleArchiveTest, BadArchivesGiveAnEmptyListAndATraceLine)
 TEST_F(ScheduleArchiveTest, RecordsWithWrongTypedKeysAreDroppedAndTheRestKept)
 {
     ArchivedObject wrong = fullRecord(clock).toArchivedObject();
-    wrong.fields.insert(u"frequency"_s, u"daily"_s);
+    wrong.insert(u"frequency"_s, u"daily"_s);
     ArchivedObject wrongString = fullRecord(clock).toArchivedObject();
-    wrongString.fields.insert(u"username"_s, QVariantList{1});
+    wrongString.insert(u"username"_s, QVariantList{1});
     const QByteArray bytes = KeyedArchive::archive(
         {{u"Schedules"_s, QVariantList{QVariant::fromValue(wrong),
                                        QVariant::fromValue(fullRecord(clock).toArchivedObject()),

@@ -16,3 +16,4 @@ struct Command
 
 int runPathsCommand(const QStringList &arguments, QTextStream &out, QTextStream &err);
 int runStringCommand(const QStringList &arguments, QTextStream &out, QTextStream &err);
+int runSchedulesCommand(const QStringList &arguments, QTextStream &out, QTextStream &err);

@@ -18,6 +18,15 @@ const QList<Command> &commands()
          runPathsCommand},
         {u"string"_s, u"string KEY"_s, u"The string-table value of KEY (the key when absent)."_s,
          runStringCommand},
+        {u"schedules"_s, u"schedules list [--json]"_s, u"The schedules of every user, from the archive."_s,
+         runSchedulesCommand},
+        {u"schedules"_s, u"schedules add ..."_s,
+         u"Add a schedule: --frequency daily|weekdays|hourly|immediate|monthly, --time HH:MM,\n"
+         "                         --days 1,3 (0 = Sunday), --day-of-month N, --user NAME, --account NAME."_s,
+         runSchedulesCommand},
+        {u"schedules"_s, u"schedules delete INDEX"_s, u"Delete the schedule at INDEX of the list."_s,
+         runSchedulesCommand},
+        {u"schedules"_s, u"schedules next"_s, u"The next scheduled job."_s, runSchedulesCommand},
     };
     return list;
 }
@@ -27,7 +36,7 @@ QString helpText(const QCommandLineParser &parser)
     QString text = parser.helpText();
     text += u"\nCommands:\n"_s;
     for (const Command &command : commands())
-        text += u"  "_s + command.synopsis.leftJustified(22) + u" "_s + command.summary + u'\n';
+        text += u"  "_s + command.synopsis.leftJustified(24) + u" "_s + command.summary + u'\n';
     return text;
 }
 
@@ -69,6 +78,7 @@ int main(int argc, char *argv[])
         if (command.name == positional.first())
             return command.run(positional.mid(1), out, err);
     }
+    // Unknown command: fall through to the help text.
     err << u"Unknown command \""_s << positional.first() << u"\".\n\n"_s << helpText(parser);
     return 2;
 }

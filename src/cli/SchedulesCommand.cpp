@@ -1,0 +1,178 @@
+#include "Command.h"
+
+#include "platform/Clock.h"
+#include "scheduler/CorvaneSchedulerController.h"
+#include "scheduler/ScheduleArchive.h"
+
+#include <QCommandLineParser>
+#include <QJsonArray>
+#include <QJsonDocument>
+#include <QJsonObject>
+
+using namespace Qt::StringLiterals;
+
+namespace {
+
+using Choice = NextRunCalculator::EditorChoice;
+
+QJsonObject toJson(const CorvaneScheduleItem &record, int index)
+{
+    QJsonArray days;
+    for (const int day : record.selectedDayNumbers())
+        days.append(day);
+    return QJsonObject{{u"index"_s, index},
+                       {u"type"_s, record.scheduleTypeString()},
+                       {u"start"_s, record.scheduleTime().toString(Qt::ISODate)},
+                       {u"startText"_s, record.scheduleTimeString()},
+                       {u"frequency"_s, record.frequency()},
+                       {u"frequencyText"_s, record.frequencyString()},
+                       {u"days"_s, days},
+                       {u"status"_s, record.status()},
+                       {u"statusText"_s, record.statusString()},
+                       {u"user"_s, record.username()},
+                       {u"account"_s, record.corvaneUserName()},
+                       {u"destination"_s, record.destination()}};
+}
+
+int list(const QStringList &arguments, QTextStream &out, QTextStream &err)
+{
+    QCommandLineParser parser;
+    parser.addOption({u"json"_s, u"Print JSON."_s});
+    if (!parser.parse(QStringList{u"list"_s} + arguments)) {
+        err << parser.errorText() << u'\n';
+        return 2;
+    }
+    const ScheduleArchive::Contents contents = ScheduleArchive::load();
+    if (contents.state == ScheduleArchive::State::Unreadable)
+        err << u"The schedules archive could not be read; see the monitor trace.\n"_s;
+    if (parser.isSet(u"json"_s)) {
+        QJsonArray rows;
+        for (int i = 0; i < contents.records.size(); ++i)
+            rows.append(toJson(contents.records.at(i), i));
+        out << QJsonDocument(rows).toJson(QJsonDocument::Indented);
+        return 0;
+    }
+    for (int i = 0; i < contents.records.size(); ++i) {
+        const CorvaneScheduleItem &r = contents.records.at(i);
+        out << i << u"  "_s << r.scheduleTimeString() << u"  "_s << r.frequencyString().trimmed()
+            << u"  "_s << (r.statusString().isEmpty() ? u"Waiting"_s : r.statusString()) << u"  "_s
+            << r.username() << u" ("_s << r.corvaneUserName() << u")\n"_s;
+    }
+    if (contents.records.isEmpty())
+        out << u"No schedules.\n"_s;
+    return 0;
+}
+
+std::optional<Choice> choiceNamed(const QString &name)
+{
+    static const QMap<QString, Choice> choices{{u"daily"_s, Choice::DailySchedule},
+                                               {u"weekdays"_s, Choice::WeekDays},
+                                               {u"hourly"_s, Choice::HourlySchedule},
+                                               {u"immediate"_s, Choice::Immediate},
+                                               {u"monthly"_s, Choice::MonthlySchedule}};
+    const auto found = choices.constFind(name);
+    return found == choices.cend() ? std::nullopt : std::optional(found.value());
+}
+
+int add(const QStringList &arguments, QTextStream &out, QTextStream &err)
+{
+    QCommandLineParser parser;
+    parser.addOptions({{u"frequency"_s, u"daily, weekdays, hourly, immediate or monthly."_s, u"f"_s},
+                       {u"time"_s, u"Start time HH:MM[:SS] (default 20:00)."_s, u"t"_s},
+                       {u"days"_s, u"Weekdays 0 (Sunday) to 6, comma-separated."_s, u"list"_s},
+                       {u"day-of-month"_s, u"Day of the month for monthly schedules."_s, u"n"_s},
+                       {u"user"_s, u"Local user that owns the schedule."_s, u"name"_s},
+                       {u"account"_s, u"Account user name."_s, u"name"_s}});
+    if (!parser.parse(QStringList{u"add"_s} + arguments)) {
+        err << parser.errorText() << u'\n';
+        return 2;
+    }
+    const std::optional<Choice> choice = choiceNamed(parser.value(u"frequency"_s));
+    QTime time = QTime::fromString(parser.value(u"time"_s).isEmpty() ? u"20:00"_s : parser.value(u"time"_s), u"H:mm"_s);
+    if (!time.isValid())
+        time = QTime::fromString(parser.value(u"time"_s), u"H:mm:ss"_s);
+    QVariantList days;
+    bool daysOk = true;
+    for (const QString &day : parser.value(u"days"_s).split(u',', Qt::SkipEmptyParts)) {
+        bool ok = false;
+        const int value = day.trimmed().toInt(&ok);
+        daysOk = daysOk && ok && value >= 0 && value <= 6;
+        days.append(value);
+    }
+    const int dayOfMonth = parser.value(u"day-of-month"_s).isEmpty() ? 1 : parser.value(u"day-of-month"_s).toInt();
+    if (!choice || !time.isValid() || !daysOk || dayOfMonth < 1 || dayOfMonth > 31
+        || parser.value(u"user"_s).isEmpty() || (*choice == Choice::WeekDays && days.isEmpty())) {
+        err << u"usage: lumenctl schedules add --frequency daily|weekdays|hourly|immediate|monthly "
+               "[--time HH:MM] [--days 1,3,5] [--day-of-month 1-31] --user NAME [--account NAME]\n"_s;
+        return 2;
+    }
+    const Clock &clock = Clock::system();
+    CorvaneSchedulerController store(clock);
+    const QDateTime picker(clock.now().date(), time);
+    const NextRunCalculator::EditorSchedule schedule
+        = store.nextRun().scheduleFromEditor(*choice, picker, days, dayOfMonth, picker);
+    CorvaneScheduleItem record(clock);
+    record.setFrequency(schedule.frequency);
+    record.setSelectedDaysForSchedule(schedule.days);
+    record.setScheduleTime(schedule.firstStart);
+    record.setUsername(parser.value(u"user"_s));
+    record.setCorvaneUserName(parser.value(u"account"_s).isEmpty() ? parser.value(u"user"_s)
+                                                                    : parser.value(u"account"_s));
+    store.corvaneaddSchedulerDetails(record);
+    if (store.isSaveSkippedNoteVisible()) {
+        err << u"A scheduled job is running; the new schedule will be saved when it ends.\n"_s;
+        return 1;
+    }
+    out << u"Added: "_s << record.frequencyString().trimmed() << u", first start "_s
+        << record.scheduleTimeString() << u'\n';
+    return 0;
+}
+
+int remove(const QStringList &arguments, QTextStream &out, QTextStream &err)
+{
+    bool ok = false;
+    const int index = arguments.value(0).toInt(&ok);
+    CorvaneSchedulerController store(Clock::system());
+    if (arguments.size() != 1 || !ok || index < 0 || index >= store.records().size()) {
+        err << u"usage: lumenctl schedules delete INDEX (see schedules list)\n"_s;
+        return 2;
+    }
+    store.corvaneDeleteSchedulerDeatilsAtIndices({index});
+    if (store.isSaveSkippedNoteVisible()) {
+        err << u"A scheduled job is running; the schedule will be deleted when it ends.\n"_s;
+        return 1;
+    }
+    out << u"Deleted schedule "_s << index << u".\n"_s;
+    return 0;
+}
+
+int next(const QStringList &, QTextStream &out, QTextStream &)
+{
+    const NextRunCalculator calc(Clock::system());
+    const std::optional<CorvaneScheduleItem> record = calc.nextScheduledItem(ScheduleArchive::load().records);
+    if (!record) {
+        out << u"You have no scheduled jobs\n"_s;
+        return 0;
+    }
+    out << record->scheduleTimeString() << u"  "_s << record->frequencyString().trimmed() << u"  "_s
+        << record->username() << u'\n';
+    return 0;
+}
+
+} // namespace
+
+int runSchedulesCommand(const QStringList &arguments, QTextStream &out, QTextStream &err)
+{
+    const QString verb = arguments.value(0);
+    const QStringList rest = arguments.mid(1);
+    if (verb == "list"_L1)
+        return list(rest, out, err);
+    if (verb == "add"_L1)
+        return add(rest, out, err);
+    if (verb == "delete"_L1)
+        return remove(rest, out, err);
+    if (verb == "next"_L1)
+        return next(rest, out, err);
+    err << u"usage: lumenctl schedules list [--json] | add ... | delete INDEX | next\n"_s;
+    return 2;
+}

@@ -17,3 +17,6 @@ struct Command
 int runPathsCommand(const QStringList &arguments, QTextStream &out, QTextStream &err);
 int runStringCommand(const QStringList &arguments, QTextStream &out, QTextStream &err);
 int runSchedulesCommand(const QStringList &arguments, QTextStream &out, QTextStream &err);
+int runSendCommand(const QStringList &arguments, QTextStream &out, QTextStream &err);
+int runListenCommand(const QStringList &arguments, QTextStream &out, QTextStream &err);
+int runNotifyCommand(const QStringList &arguments, QTextStream &out, QTextStream &err);

@@ -27,6 +27,16 @@ const QList<Command> &commands()
         {u"schedules"_s, u"schedules delete INDEX"_s, u"Delete the schedule at INDEX of the list."_s,
          runSchedulesCommand},
         {u"schedules"_s, u"schedules next"_s, u"The next scheduled job."_s, runSchedulesCommand},
+        {u"send"_s, u"send --type N ..."_s,
+         u"Send the monitor a channel message as its companion would: [--payload TEXT |\n"
+         "                         --payload-json JSON] [--to NAME]."_s,
+         runSendCommand},
+        {u"listen"_s, u"listen ..."_s,
+         u"Print messages (--channel: the companion's end, or --as NAME) and notifications\n"
+         "                         (--notification NAME, repeatable) as JSON lines; --count N, --timeout S."_s,
+         runListenCommand},
+        {u"notify"_s, u"notify NAME ..."_s, u"Post a notification: [--object TEXT] [--user-info JSON]."_s,
+         runNotifyCommand},
     };
     return list;
 }

@@ -1,0 +1,95 @@
+#pragma once
+
+#include <QMutex>
+#include <QObject>
+#include <QString>
+#include <QThread>
+#include <QThreadPool>
+#include <QVariantList>
+
+#include <memory>
+
+class ChannelEndpoint;
+
+// One message as it arrived: the four elements (payload, type as decimal text, sender's name,
+// receiver's name) and who sent it on the bus.
+struct IncomingMessage
+{
+    QVariantList message;
+    QString senderUniqueName; // the bus connection that sent it, e.g. ":1.42"
+    bool fromRemoteEnd = false; // sent by the current owner of this channel's remote name
+};
+
+class MessageSendingModuleDelegate
+{
+public:
+    virtual ~MessageSendingModuleDelegate() = default;
+    // Called on the channel's listening thread, never on the main thread.
+    virtual void didReceiveIPCMessage(const IncomingMessage &message) = 0;
+};
+
+// One end of the two-way message channel between the monitor and its companion application, on
+// the D-Bus session bus (so only programs of the same user can reach it). Each end owns the well
+// -known bus name of its channel name and exports one object whose method
+// com.halvern.Lumen.MessageChannel.DidReceiveDataFromOtherProcess(ay payload, s type,
+// s sender, s receiver) takes a message; the payload is a property list (a string or a
+// dictionary). Sending is fire-and-forget for the caller: a missing peer drops the message, and
+// a failed send forgets the peer so that the next message looks it up afresh.
+class MessageSendingModule : public QObject
+{
+    Q_OBJECT
+public:
+    static constexpr const char *kObjectPath = "/com/halvern/Lumen/Channel";
+    static constexpr const char *kInterface = "com.halvern.Lumen.MessageChannel";
+    static constexpr const char *kMethod = "DidReceiveDataFromOtherProcess";
+    static constexpr int kTimeoutMs = 3000;
+
+    // "CorvanePortableMA<id><login>" <-> "com.halvern.Lumen.Channel.CorvanePortableMA<id><login>";
+    // characters a bus name cannot hold are written as "_" and two hex digits of each UTF-8 byte.
+    static QString busNameForChannel(const QString &channelName);
+    static QString channelNameForBusName(const QString &busName);
+    // Prints "Signal caught:<n>" and ends the process with status 1 on these signals.
+    static void installSignalCaughtHandler(std::initializer_list<int> signalNumbers);
+
+    explicit MessageSendingModule(QObject *parent = nullptr);
+    ~MessageSendingModule() override;
+
+    void setDelegate(MessageSendingModuleDelegate *delegate);
+    MessageSendingModuleDelegate *delegate() const;
+
+    // Stores the names and starts listening under the local one ("" or `listen` false: send
+    // only). False when the local name could not be taken (the end can still send).
+    bool setupConnection(const QString &localName, const QString &remoteName, bool listen = true);
+    // Queues a message for the remote end: on a fresh pooled thread when `runInThread` is set,
+    // else on the long-lived sending thread. Returns at once.
+    void sendIPCMessage(const QVariant &payload, int type, bool runInThread);
+    // Sends now and waits up to three seconds; true when the peer took the message.
+    bool sendMessageInternal(const QVariantList &message);
+    // Waits until every queued message has been sent or dropped.
+    void waitForPendingSends();
+
+    void closeIPCConnection();
+    // 0 ("terminate later") while listening, else 1.
+    int applicationShouldTerminate();
+
+    QString getLocalHost() const { return m_localName; }
+    QString getRemoteHost() const { return m_remoteName; }
+    bool currentlyReceivingData() const { return m_currentlyReceivingData; }
+
+    QVariantList buildMessage(const QVariant &payload, int type) const;
+
+private:
+    bool listenForRequests();
+    QString remoteOwner(); // the unique name now owning the remote name, cached
+
+    QString m_localName;
+    QString m_remoteName;
+    bool m_currentlyReceivingData = false;
+    std::unique_ptr<ChannelEndpoint> m_endpoint;
+    QThread m_listenerThread;
+    QThread m_senderThread;
+    QObject *m_senderWorker = nullptr;
+    QThreadPool m_oneShotThreads;
+    QMutex m_sendLock; // serialises sends and guards the cached peer
+    QString m_cachedRemoteOwner;
+};

@@ -1,0 +1,56 @@
+#include "DistributedNotificationCenter.h"
+
+#include "PlatformLog.h"
+#include "PropertyList.h"
+
+#include <QDBusConnection>
+#include <QDBusMessage>
+
+using namespace Qt::StringLiterals;
+
+DistributedNotificationCenter::DistributedNotificationCenter(QObject *parent)
+    : QObject(parent)
+{
+}
+
+bool DistributedNotificationCenter::post(const QString &name, const QString &object,
+                                         const QVariantMap &userInfo, bool /*deliverImmediately*/)
+{
+    QDBusMessage signal = QDBusMessage::createSignal(QString::fromLatin1(kPath),
+                                                     QString::fromLatin1(kInterface),
+                                                     QString::fromLatin1(kSignal));
+    const QByteArray info = userInfo.isEmpty()
+                                ? QByteArray()
+                                : PropertyList::toData(userInfo, PropertyList::Format::Binary);
+    signal << name << object << info;
+    const bool sent = QDBusConnection::sessionBus().send(signal);
+    if (!sent)
+        qCWarning(lcPlatform) << "notification" << name << "not posted: no session bus";
+    return sent;
+}
+
+bool DistributedNotificationCenter::addObserver(const QString &name, Callback callback)
+{
+    m_observers.append({name, std::move(callback)});
+    if (m_subscribed)
+        return true;
+    m_subscribed = QDBusConnection::sessionBus().connect(
+        QString(), QString::fromLatin1(kPath), QString::fromLatin1(kInterface),
+        QString::fromLatin1(kSignal), this, SLOT(deliver(QString, QString, QByteArray)));
+    if (!m_subscribed)
+        qCWarning(lcPlatform) << "cannot observe notifications: no session bus";
+    return m_subscribed;
+}
+
+void DistributedNotificationCenter::deliver(const QString &name, const QString &object,
+                                            const QByteArray &userInfo)
+{
+    const QVariantMap info = userInfo.isEmpty() ? QVariantMap()
+                                                : PropertyList::fromData(userInfo).toMap();
+    // A copy: a callback may add observers.
+    const auto observers = m_observers;
+    for (const auto &[wanted, callback] : observers) {
+        if (wanted.isEmpty() || wanted == name)
+            callback(name, object, info);
+    }
+}

@@ -9,6 +9,11 @@
 
 using namespace Qt::StringLiterals;
 
+ChannelEndpoint::ChannelEndpoint(const QString &connectionName)
+    : m_connectionName(connectionName)
+{
+}
+
 void ChannelEndpoint::setDelegate(MessageSendingModuleDelegate *delegate)
 {
     QMutexLocker lock(&m_lock);
@@ -42,7 +47,6 @@ QString ChannelEndpoint::introspect(const QString &) const
 
 bool ChannelEndpoint::handleMessage(const QDBusMessage &message, const QDBusConnection &connection)
 {
-    const QList<QVariant> args = message.arguments();
     const bool wellFormed = message.interface() == QLatin1StringView(MessageSendingModule::kInterface)
                             && message.member() == QLatin1StringView(MessageSendingModule::kMethod)
                             && message.signature() == "aysss"_L1;
@@ -52,19 +56,26 @@ bool ChannelEndpoint::handleMessage(const QDBusMessage &message, const QDBusConn
         return true;
     }
     connection.send(message.createReply());
+    QMetaObject::invokeMethod(&m_listener, [this, message] { deliver(message); }, Qt::QueuedConnection);
+    return true;
+}
 
+void ChannelEndpoint::deliver(const QDBusMessage &message)
+{
     QMutexLocker lock(&m_lock);
     MessageSendingModuleDelegate *target = m_delegate;
     const QString remote = m_remoteBusName;
     lock.unlock();
     if (!target)
-        return true;
+        return;
+    const QList<QVariant> args = message.arguments();
     IncomingMessage incoming;
     const QVariant payload = PropertyList::fromData(args.at(0).toByteArray());
     incoming.message = {payload.isValid() ? payload : QVariant(u""_s), args.at(1), args.at(2), args.at(3)};
     incoming.senderUniqueName = message.service();
-    const QString owner = connection.interface()->serviceOwner(remote).value();
+    // Asked now, on the listening thread: the owner of the remote name may have changed.
+    const QDBusConnection bus(m_connectionName);
+    const QString owner = bus.interface()->serviceOwner(remote).value();
     incoming.fromRemoteEnd = !owner.isEmpty() && owner == incoming.senderUniqueName;
     target->didReceiveIPCMessage(incoming);
-    return true;
 }

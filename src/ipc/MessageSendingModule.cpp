@@ -10,6 +10,7 @@
 #include <QDBusReply>
 #include <QSemaphore>
 
+#include <atomic>
 #include <csignal>
 #include <cstring>
 #include <unistd.h>
@@ -88,13 +89,28 @@ void MessageSendingModule::installSignalCaughtHandler(std::initializer_list<int>
         std::signal(signal, signalCaught);
 }
 
+namespace {
+
+QString nextConnectionName()
+{
+    static std::atomic<int> counter{0};
+    return u"lumen-channel-%1"_s.arg(++counter);
+}
+
+} // namespace
+
 MessageSendingModule::MessageSendingModule(QObject *parent)
     : QObject(parent)
-    , m_endpoint(std::make_unique<ChannelEndpoint>())
+    , m_connectionName(nextConnectionName())
 {
+    QDBusConnection::connectToBus(QDBusConnection::SessionBus, m_connectionName);
+    m_endpoint = std::make_unique<ChannelEndpoint>(m_connectionName);
     m_listenerThread.setObjectName(u"channel-listener"_s);
     m_senderThread.setObjectName(u"channel-sender"_s);
+    // Calls are answered and delivered off the main thread, which may itself be waiting in a
+    // send to another end of this very process.
     m_endpoint->moveToThread(&m_listenerThread);
+    m_endpoint->listener()->moveToThread(&m_listenerThread);
     m_listenerThread.start();
     m_senderWorker = new QObject;
     m_senderWorker->moveToThread(&m_senderThread);
@@ -110,6 +126,13 @@ MessageSendingModule::~MessageSendingModule()
     m_senderThread.wait();
     m_listenerThread.quit();
     m_listenerThread.wait();
+    m_endpoint.reset();
+    QDBusConnection::disconnectFromBus(m_connectionName);
+}
+
+QDBusConnection MessageSendingModule::bus() const
+{
+    return QDBusConnection(m_connectionName);
 }
 
 void MessageSendingModule::setDelegate(MessageSendingModuleDelegate *delegate)
@@ -138,7 +161,11 @@ bool MessageSendingModule::listenForRequests()
     closeIPCConnection(); // a stale registration of ours under the local name
     if (m_localName.isEmpty())
         return false;
-    QDBusConnection bus = QDBusConnection::sessionBus();
+    QDBusConnection bus = this->bus();
+    if (!bus.isConnected()) {
+        qCWarning(lcPlatform) << "no session bus: the channel cannot listen";
+        return false;
+    }
     if (!bus.registerVirtualObject(QString::fromLatin1(kObjectPath), m_endpoint.get())) {
         qCWarning(lcPlatform) << "channel object not exported:" << bus.lastError().message();
         return false;
@@ -157,7 +184,7 @@ void MessageSendingModule::closeIPCConnection()
 {
     if (!m_currentlyReceivingData)
         return;
-    QDBusConnection bus = QDBusConnection::sessionBus();
+    QDBusConnection bus = this->bus();
     bus.unregisterService(busNameForChannel(m_localName));
     bus.unregisterObject(QString::fromLatin1(kObjectPath));
     m_currentlyReceivingData = false;
@@ -207,7 +234,7 @@ QString MessageSendingModule::remoteOwner()
     QDBusMessage ask = QDBusMessage::createMethodCall(u"org.freedesktop.DBus"_s, u"/org/freedesktop/DBus"_s,
                                                       u"org.freedesktop.DBus"_s, u"GetNameOwner"_s);
     ask << busNameForChannel(m_remoteName);
-    const QDBusMessage reply = QDBusConnection::sessionBus().call(ask, QDBus::Block, kTimeoutMs);
+    const QDBusMessage reply = bus().call(ask, QDBus::Block, kTimeoutMs);
     if (reply.type() == QDBusMessage::ReplyMessage && !reply.arguments().isEmpty())
         m_cachedRemoteOwner = reply.arguments().first().toString();
     return m_cachedRemoteOwner;
@@ -227,7 +254,7 @@ bool MessageSendingModule::sendMessageInternal(const QVariantList &message)
     call.setAutoStartService(false);
     call << PropertyList::toData(message.at(0), PropertyList::Format::Binary) << message.at(1).toString()
          << message.at(2).toString() << message.at(3).toString();
-    const QDBusMessage reply = QDBusConnection::sessionBus().call(call, QDBus::Block, kTimeoutMs);
+    const QDBusMessage reply = bus().call(call, QDBus::Block, kTimeoutMs);
     if (reply.type() != QDBusMessage::ReplyMessage) {
         // Forget the peer: the next message looks the name up again (the peer may restart).
         m_cachedRemoteOwner.clear();

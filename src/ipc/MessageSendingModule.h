@@ -1,5 +1,6 @@
 #pragma once
 
+#include <QDBusConnection>
 #include <QMutex>
 #include <QObject>
 #include <QString>
@@ -82,6 +83,9 @@ private:
     bool listenForRequests();
     QString remoteOwner(); // the unique name now owning the remote name, cached
 
+    QDBusConnection bus() const;
+
+    QString m_connectionName; // each end is a bus peer of its own
     QString m_localName;
     QString m_remoteName;
     bool m_currentlyReceivingData = false;

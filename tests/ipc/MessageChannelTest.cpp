@@ -1,0 +1,234 @@
+#include "ipc/MessageSendingModule.h"
+#include "support/TestEnvironment.h"
+
+#include <QCoreApplication>
+#include <QDateTime>
+#include <QElapsedTimer>
+#include <QJsonDocument>
+#include <QMutex>
+#include <QProcess>
+#include <QThread>
+
+#include <gtest/gtest.h>
+
+#include <memory>
+#include <vector>
+
+using namespace Qt::StringLiterals;
+
+namespace {
+
+const QString kPeer = QStringLiteral(CHANNEL_PEER_PATH);
+
+// Names of our own per test process, so that tests running side by side on one bus never meet.
+QString uniqueName(const QString &role)
+{
+    return u"LumenTest%1%2.é"_s.arg(role).arg(QCoreApplication::applicationPid());
+}
+
+class Inbox : public MessageSendingModuleDelegate
+{
+public:
+    void didReceiveIPCMessage(const IncomingMessage &message) override
+    {
+        QMutexLocker lock(&m_lock);
+        m_messages.append(message);
+        m_onMainThread = m_onMainThread || QThread::currentThread() == qApp->thread();
+    }
+    QList<IncomingMessage> waitFor(qsizetype count, int ms = 10000)
+    {
+        QElapsedTimer timer;
+        timer.start();
+        while (timer.elapsed() < ms) {
+            {
+                QMutexLocker lock(&m_lock);
+                if (m_messages.size() >= count)
+                    return m_messages;
+            }
+            QCoreApplication::processEvents(QEventLoop::AllEvents, 20);
+            QThread::msleep(5);
+        }
+        QMutexLocker lock(&m_lock);
+        return m_messages;
+    }
+    bool calledOnMainThread()
+    {
+        QMutexLocker lock(&m_lock);
+        return m_onMainThread;
+    }
+
+private:
+    QMutex m_lock;
+    QList<IncomingMessage> m_messages;
+    bool m_onMainThread = false;
+};
+
+// A channel_peer process listening on a name, printing what it receives.
+class PeerProcess
+{
+public:
+    PeerProcess(const QString &name, const QString &remote, int count)
+    {
+        m_process.setReadChannel(QProcess::StandardError);
+        m_process.start(kPeer, {u"listen"_s, name, remote, QString::number(count)});
+        m_process.waitForReadyRead(10000); // "ready" on standard error once the name is taken
+    }
+    ~PeerProcess() { stop(); }
+    void stop()
+    {
+        if (m_process.state() != QProcess::NotRunning) {
+            m_process.kill();
+            m_process.waitForFinished();
+        }
+    }
+    QStringList linesWhenDone(int ms = 15000)
+    {
+        m_process.waitForFinished(ms);
+        return QString::fromUtf8(m_process.readAllStandardOutput()).split(u'\n', Qt::SkipEmptyParts);
+    }
+    bool isReady() { return m_process.state() == QProcess::Running; }
+
+private:
+    QProcess m_process;
+};
+
+TEST(ChannelNames, EscapingIsReversibleAndGivesValidBusNames)
+{
+    const QString names[] = {u"CorvanePortableMA3d12abcdefroot"_s, u"CorvanePortableAMxyzann.smith"_s,
+                             u"9lives_and-dashes"_s, u"Ünïcode user"_s, u""_s};
+    for (const QString &name : names) {
+        const QString bus = MessageSendingModule::busNameForChannel(name);
+        EXPECT_TRUE(bus.startsWith(u"com.halvern.Lumen.Channel."_s));
+        const QString element = bus.mid(26);
+        EXPECT_FALSE(element.isEmpty());
+        EXPECT_FALSE(element.at(0).isDigit()) << bus.toStdString();
+        for (const QChar c : element)
+            EXPECT_TRUE((c.isLetterOrNumber() && c.unicode() < 128) || c == u'_') << bus.toStdString();
+        EXPECT_EQ(MessageSendingModule::channelNameForBusName(bus), name);
+    }
+    EXPECT_EQ(MessageSendingModule::busNameForChannel(u"CorvanePortableAMxyzann.smith"_s),
+              u"com.halvern.Lumen.Channel.CorvanePortableAMxyzann_2Esmith"_s);
+    EXPECT_TRUE(MessageSendingModule::channelNameForBusName(u"org.other.Name"_s).isNull());
+}
+
+TEST(MessageChannel, ADictionaryFromAnotherProcessArrivesIntactWithItsSender)
+{
+    const QString mine = uniqueName(u"MA"_s), theirs = uniqueName(u"AM"_s);
+    Inbox inbox;
+    MessageSendingModule channel;
+    channel.setDelegate(&inbox);
+    ASSERT_TRUE(channel.setupConnection(mine, theirs));
+    EXPECT_TRUE(channel.currentlyReceivingData());
+
+    QProcess peer;
+    peer.start(kPeer, {u"send"_s, theirs, mine, u"1"_s, u"1"_s});
+    ASSERT_TRUE(peer.waitForFinished(15000));
+    const QList<IncomingMessage> got = inbox.waitFor(1);
+    ASSERT_EQ(got.size(), 1);
+    const QVariantList &message = got.first().message;
+    ASSERT_EQ(message.size(), 4);
+    const QVariantMap expected{
+        {u"serial"_s, 0}, {u"text"_s, u"héllo wörld"_s}, {u"real"_s, 2.5}, {u"flag"_s, true},
+        {u"date"_s, QDateTime(QDate(2026, 11, 15), QTime(17, 5, 9), Qt::UTC)},
+        {u"nested"_s, QVariantMap{{u"list"_s, QVariantList{1, u"two"_s, false}}}}};
+    EXPECT_EQ(message.at(0).toMap(), expected);
+    EXPECT_EQ(message.at(0).toMap().value(u"flag"_s).typeId(), QMetaType::Bool);
+    EXPECT_EQ(message.at(1).toString(), u"1"_s);
+    EXPECT_EQ(message.at(2).toString(), theirs);
+    EXPECT_EQ(message.at(3).toString(), mine);
+    EXPECT_TRUE(got.first().senderUniqueName.startsWith(u':'));
+    EXPECT_FALSE(got.first().fromRemoteEnd) << "the sender did not own its end's name";
+    EXPECT_FALSE(inbox.calledOnMainThread());
+}
+
+TEST(MessageChannel, TheDelegateKnowsWhenTheRemoteEndItselfSent)
+{
+    const QString mine = uniqueName(u"MA"_s), theirs = uniqueName(u"AM"_s);
+    Inbox inbox;
+    MessageSendingModule monitor;
+    monitor.setDelegate(&inbox);
+    ASSERT_TRUE(monitor.setupConnection(mine, theirs));
+    MessageSendingModule companion; // in this process, but owning the remote name
+    ASSERT_TRUE(companion.setupConnection(theirs, mine));
+    ASSERT_TRUE(companion.sendMessageInternal(companion.buildMessage(u"ls"_s, 5)));
+    const QList<IncomingMessage> got = inbox.waitFor(1);
+    ASSERT_EQ(got.size(), 1);
+    EXPECT_TRUE(got.first().fromRemoteEnd);
+    EXPECT_EQ(got.first().message.at(0).toString(), u"ls"_s);
+}
+
+TEST(MessageChannel, AMessageToAnAbsentPeerIsDroppedQuickly)
+{
+    MessageSendingModule channel;
+    channel.setupConnection(uniqueName(u"Alone"_s), uniqueName(u"Nobody"_s), false);
+    QElapsedTimer timer;
+    timer.start();
+    EXPECT_FALSE(channel.sendMessageInternal(channel.buildMessage(u""_s, 3)));
+    channel.sendIPCMessage(u""_s, 3, true);
+    channel.sendIPCMessage(u""_s, 3, false);
+    channel.waitForPendingSends();
+    EXPECT_LT(timer.elapsed(), MessageSendingModule::kTimeoutMs + 500);
+}
+
+TEST(MessageChannel, AfterThePeerRestartsTheNextSendReachesIt)
+{
+    const QString mine = uniqueName(u"AM"_s), theirs = uniqueName(u"MA"_s);
+    MessageSendingModule channel;
+    channel.setupConnection(mine, theirs, false);
+    {
+        PeerProcess first(theirs, mine, 1);
+        ASSERT_TRUE(first.isReady());
+        EXPECT_TRUE(channel.sendMessageInternal(channel.buildMessage(u"one"_s, 2)));
+        EXPECT_EQ(first.linesWhenDone(), QStringList{u"2 one"_s});
+    }
+    // The cached peer is gone: this send fails and forgets it.
+    EXPECT_FALSE(channel.sendMessageInternal(channel.buildMessage(u"lost"_s, 2)));
+    PeerProcess second(theirs, mine, 1);
+    ASSERT_TRUE(second.isReady());
+    EXPECT_TRUE(channel.sendMessageInternal(channel.buildMessage(u"two"_s, 2)));
+    EXPECT_EQ(second.linesWhenDone(), QStringList{u"2 two"_s});
+}
+
+TEST(MessageChannel, MessagesFromManyThreadsAllArrive)
+{
+    const QString mine = uniqueName(u"MA"_s), theirs = uniqueName(u"AM"_s);
+    Inbox inbox;
+    MessageSendingModule channel;
+    channel.setDelegate(&inbox);
+    ASSERT_TRUE(channel.setupConnection(mine, theirs));
+    constexpr int kCount = 200;
+    QProcess peer;
+    peer.start(kPeer, {u"send"_s, theirs, mine, QString::number(kCount), u"8"_s});
+    ASSERT_TRUE(peer.waitForFinished(30000));
+    EXPECT_EQ(peer.exitCode(), 0);
+    const QList<IncomingMessage> got = inbox.waitFor(kCount);
+    ASSERT_EQ(got.size(), kCount);
+    QSet<int> serials;
+    for (const IncomingMessage &m : got)
+        serials.insert(m.message.at(0).toMap().value(u"serial"_s).toInt());
+    EXPECT_EQ(serials.size(), kCount);
+}
+
+TEST(MessageChannel, AnEmptyLocalNameSendsButNeverListens)
+{
+    MessageSendingModule channel;
+    EXPECT_FALSE(channel.setupConnection(u""_s, uniqueName(u"X"_s)));
+    EXPECT_FALSE(channel.currentlyReceivingData());
+    EXPECT_EQ(channel.applicationShouldTerminate(), 1);
+
+    MessageSendingModule listening;
+    ASSERT_TRUE(listening.setupConnection(uniqueName(u"Y"_s), uniqueName(u"X"_s)));
+    EXPECT_EQ(listening.applicationShouldTerminate(), 0);
+    EXPECT_FALSE(listening.currentlyReceivingData()) << "the name was given back";
+}
+
+TEST(MessageChannel, ASecondOwnerOfANameIsRefusedButCanStillSend)
+{
+    const QString name = uniqueName(u"Taken"_s);
+    MessageSendingModule first, second;
+    ASSERT_TRUE(first.setupConnection(name, uniqueName(u"Other"_s)));
+    WarningCapture quiet;
+    EXPECT_FALSE(second.setupConnection(name, uniqueName(u"Other"_s)));
+}
+
+} // namespace

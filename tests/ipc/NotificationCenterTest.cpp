@@ -1,0 +1,84 @@
+#include "platform/DistributedNotificationCenter.h"
+#include "support/TestEnvironment.h"
+
+#include <QCoreApplication>
+#include <QElapsedTimer>
+#include <QThread>
+
+#include <gtest/gtest.h>
+
+using namespace Qt::StringLiterals;
+
+namespace {
+
+const QString kLumenctl = QStringLiteral(LUMENCTL_PATH);
+
+struct Received
+{
+    QString name;
+    QString object;
+    QVariantMap userInfo;
+};
+
+void pump(int ms)
+{
+    QElapsedTimer timer;
+    timer.start();
+    while (timer.elapsed() < ms) {
+        QCoreApplication::processEvents(QEventLoop::AllEvents, 20);
+        QThread::msleep(5);
+    }
+}
+
+TEST(DistributedNotifications, PostedByAnotherProcessReachOnlyTheirObservers)
+{
+    const QString name = u"LumenTestNotification%1"_s.arg(QCoreApplication::applicationPid());
+    DistributedNotificationCenter center;
+    QList<Received> wanted, all;
+    ASSERT_TRUE(center.addObserver(name, [&](const QString &n, const QString &o, const QVariantMap &i) {
+        wanted.append({n, o, i});
+    }));
+    center.addObserver(QString(), [&](const QString &n, const QString &, const QVariantMap &) {
+        if (n.startsWith(u"LumenTest"_s))
+            all.append({n, {}, {}});
+    });
+    pump(100); // the match rule reaches the bus
+
+    const PythonResult posted = runProgram(kLumenctl, {u"notify"_s, name, u"--object"_s, u"ViewExclude"_s,
+                                                       u"--user-info"_s, u"{\"count\": 2, \"on\": true}"_s});
+    ASSERT_EQ(posted.exitCode, 0) << posted.errorOutput.toStdString();
+    runProgram(kLumenctl, {u"notify"_s, name + u"Unrelated"_s});
+    QElapsedTimer timer;
+    timer.start();
+    while (all.size() < 2 && timer.elapsed() < 5000)
+        pump(20);
+
+    ASSERT_EQ(wanted.size(), 1);
+    EXPECT_EQ(wanted.first().object, u"ViewExclude"_s);
+    EXPECT_EQ(wanted.first().userInfo, (QVariantMap{{u"count"_s, 2}, {u"on"_s, true}}));
+    EXPECT_EQ(all.size(), 2) << "an observer of every name sees both";
+}
+
+TEST(DistributedNotifications, AnObserverInThisProcessHearsItsOwnPosts)
+{
+    const QString name = u"LumenTestLocal%1"_s.arg(QCoreApplication::applicationPid());
+    DistributedNotificationCenter center;
+    int heard = 0;
+    QVariantMap info;
+    center.addObserver(name, [&](const QString &, const QString &, const QVariantMap &i) {
+        ++heard;
+        info = i;
+    });
+    pump(100);
+    const QVariantMap sent{{u"when"_s, QDateTime(QDate(2026, 1, 2), QTime(3, 4, 5), Qt::UTC)},
+                           {u"data"_s, QByteArray("\x00\x01", 2)}};
+    ASSERT_TRUE(center.post(name, QString(), sent));
+    QElapsedTimer timer;
+    timer.start();
+    while (heard == 0 && timer.elapsed() < 5000)
+        pump(20);
+    EXPECT_EQ(heard, 1);
+    EXPECT_EQ(info, sent);
+}
+
+} // namespace

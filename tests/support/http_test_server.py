@@ -1,0 +1,68 @@
+"""Loopback HTTP server for the HTTP-layer tests.
+
+Prints its port on the first line of standard output, then serves until killed.
+  /hello        200 "hello"          /empty   200 with no body
+  /slow?ms=N    200 "slow" after N ms /auth    401 with a Basic challenge
+  /missing      404 "not here"       POST /echo  the request as JSON
+With --always-407 it plays a proxy that refuses every request with a Basic challenge and
+prints one line per attempt that carried credentials to standard error.
+"""
+import http.server
+import json
+import sys
+import time
+import urllib.parse
+
+ALWAYS_407 = '--always-407' in sys.argv
+
+
+class Handler(http.server.BaseHTTPRequestHandler):
+    protocol_version = 'HTTP/1.1'
+
+    def log_message(self, *args):
+        pass
+
+    def reply(self, code, body=b'', headers=()):
+        self.send_response(code)
+        for name, value in headers:
+            self.send_header(name, value)
+        self.send_header('Content-Length', str(len(body)))
+        self.end_headers()
+        self.wfile.write(body)
+
+    def refuse_as_proxy(self):
+        if self.headers.get('Proxy-Authorization'):
+            print('credentials', self.headers.get('Proxy-Authorization'), file=sys.stderr, flush=True)
+        self.reply(407, b'proxy says no', [('Proxy-Authenticate', 'Basic realm="always"')])
+
+    def do_POST(self):
+        if ALWAYS_407:
+            return self.refuse_as_proxy()
+        length = int(self.headers.get('Content-Length', 0))
+        body = self.rfile.read(length)
+        echo = {'method': 'POST', 'path': self.path, 'contentType': self.headers.get('Content-Type'),
+                'body': body.decode('utf-8')}
+        self.reply(200, json.dumps(echo).encode(), [('Content-Type', 'application/json')])
+
+    def do_GET(self):
+        if ALWAYS_407:
+            return self.refuse_as_proxy()
+        url = urllib.parse.urlsplit(self.path)
+        if url.path == '/hello':
+            self.reply(200, b'hello')
+        elif url.path == '/empty':
+            self.reply(200, b'')
+        elif url.path == '/slow':
+            time.sleep(int(urllib.parse.parse_qs(url.query).get('ms', ['1000'])[0]) / 1000)
+            self.reply(200, b'slow')
+        elif url.path == '/auth':
+            self.reply(401, b'who are you', [('WWW-Authenticate', 'Basic realm="server"')])
+        else:
+            self.reply(404, b'not here')
+
+
+# Every local address, so that the machine's own name reaches it too.
+server = http.server.ThreadingHTTPServer(('', 0), Handler)
+server.daemon_threads = True
+print(server.server_address[1], flush=True)
+server.serve_forever()

@@ -1,0 +1,179 @@
+#include "notify/AlertLayout.h"
+#include "notify/views/AlertPaneWindowController.h"
+#include "notify/views/BorderlessWindow.h"
+#include "support/FakeAlertPresenter.h"
+#include "support/TestEnvironment.h"
+
+#include <QApplication>
+#include <QMouseEvent>
+#include <QPropertyAnimation>
+#include <QPushButton>
+#include <QTimer>
+
+#include <gtest/gtest.h>
+
+using namespace Qt::StringLiterals;
+
+namespace {
+
+const AlertButtons kThree{u"OK"_s, u"Cancel"_s, u"More"_s};
+
+class Clicks : public AlertDelegate
+{
+public:
+    void didClickButton(int result) override { results.append(result); }
+    QList<int> results;
+};
+
+TEST(AlertLayout, LinesAreCountedIn70CharacterPieces)
+{
+    EXPECT_EQ(AlertLayout::calculateTotalLinesFromText(QString(140, u'x')), 2);
+    EXPECT_EQ(AlertLayout::calculateTotalLinesFromText(QString(141, u'x')), 3);
+    EXPECT_EQ(AlertLayout::calculateTotalLinesFromText(u"a\n\nb"_s), 3);
+    EXPECT_EQ(AlertLayout::calculateTotalLinesFromText(u""_s), 0);
+    EXPECT_EQ(AlertLayout::calculateTotalLinesFromText(u"\n"_s), 2);
+    EXPECT_EQ(AlertLayout::calculateTotalLinesFromText(QString(70, u'x')), 1);
+    EXPECT_EQ(AlertLayout::growthForExtraLines(0), 0);
+    EXPECT_EQ(AlertLayout::growthForExtraLines(-2), 0);
+    EXPECT_EQ(AlertLayout::growthForExtraLines(3), 54);
+    EXPECT_EQ(AlertLayout::buttonShiftForExtraLines(3), 81);
+    EXPECT_EQ(AlertLayout::defaultImageName(true), u"Corvane_Portable.icns"_s);
+    EXPECT_EQ(AlertLayout::defaultImageName(false), u"Stelloa_Portable.icns"_s);
+}
+
+class AlertPaneTest : public ::testing::Test
+{
+protected:
+    TestEnvironment env;
+};
+
+TEST_F(AlertPaneTest, UpToTwoLinesKeepTheDesignedSize)
+{
+    AlertPaneWindowController pane(kThree);
+    const QSize designed = pane.size();
+    const QRect message = pane.messageGeometry();
+    pane.displayMessage(QString(140, u'x'), u"Title"_s, false);
+    EXPECT_EQ(pane.size(), designed);
+    EXPECT_EQ(pane.messageGeometry(), message);
+    pane.hide();
+}
+
+TEST_F(AlertPaneTest, LongerMessagesGrowEighteenPointsALineAndButtonsHalfAsMuchAgain)
+{
+    AlertPaneWindowController pane(kThree);
+    const QSize designed = pane.size();
+    const QRect message = pane.messageGeometry();
+    const QPoint button = pane.button(AlertPresenter::kDefault)->mapTo(&pane, QPoint(0, 0));
+    pane.displayMessage(QString(70 * 4 + 1, u'x'), u"Title"_s, false); // 5 lines: 3 more than designed
+    EXPECT_EQ(pane.messageGeometry().height(), message.height() + 54);
+    EXPECT_EQ(pane.messageGeometry().top(), message.top());
+    EXPECT_EQ(pane.button(AlertPresenter::kDefault)->mapTo(&pane, QPoint(0, 0)), button + QPoint(0, 81));
+    EXPECT_EQ(pane.height(), designed.height() + 81);
+    const QRect buttonFrame(pane.button(AlertPresenter::kDefault)->mapTo(&pane, QPoint(0, 0)),
+                            pane.button(AlertPresenter::kDefault)->size());
+    EXPECT_TRUE(pane.rect().contains(buttonFrame)) << "every control stays inside";
+    pane.hide();
+}
+
+TEST_F(AlertPaneTest, ButtonsWithoutTitleAreHiddenAndLongTitlesSizeToFit)
+{
+    AlertPaneWindowController single({u"OK"_s, QString(), QString()});
+    EXPECT_FALSE(single.button(AlertPresenter::kAlternate)->isVisibleTo(&single));
+    EXPECT_FALSE(single.button(AlertPresenter::kOther)->isVisibleTo(&single));
+
+    AlertPaneWindowController plain(kThree);
+    AlertPaneWindowController wide({u"Proceed with the stop"_s, u"Cancel"_s, QString()});
+    QPushButton *plainOk = plain.button(AlertPresenter::kDefault);
+    QPushButton *wideOk = wide.button(AlertPresenter::kDefault);
+    EXPECT_EQ(wideOk->geometry().right(), plainOk->geometry().right()) << "the default keeps its right edge";
+    EXPECT_GT(wideOk->width(), plainOk->width());
+    EXPECT_GE(wideOk->width(), wideOk->sizeHint().width());
+    const int growth = wideOk->width() - plainOk->width();
+    EXPECT_LE(wide.button(AlertPresenter::kAlternate)->geometry().right(),
+              plain.button(AlertPresenter::kAlternate)->geometry().right() - growth)
+        << "the row stays aligned";
+    EXPECT_LT(wide.button(AlertPresenter::kAlternate)->geometry().right(), wideOk->geometry().left());
+}
+
+TEST_F(AlertPaneTest, ASecondPaneHidesTheFirst)
+{
+    AlertPaneWindowController first(kThree);
+    first.displayMessage(u"first"_s, u"One"_s, false);
+    ASSERT_TRUE(first.isVisible());
+    AlertPaneWindowController second(kThree);
+    EXPECT_FALSE(first.isVisible());
+    EXPECT_EQ(AlertPaneWindowController::current(), &second);
+}
+
+TEST_F(AlertPaneTest, NonModalPanesTellTheDelegateWhichButton)
+{
+    for (const int result : {AlertPresenter::kDefault, AlertPresenter::kAlternate, AlertPresenter::kOther}) {
+        Clicks clicks;
+        AlertPaneWindowController pane(kThree, &clicks);
+        pane.displayMessage(u"Pick one"_s, u"Title"_s, false);
+        EXPECT_FALSE(pane.isModal());
+        pane.button(result)->click();
+        EXPECT_EQ(clicks.results, QList<int>{result});
+        EXPECT_FALSE(pane.isVisible());
+        EXPECT_EQ(pane.result(), result);
+    }
+}
+
+TEST_F(AlertPaneTest, ModalPanesReturnTheButtonPressed)
+{
+    for (const int result : {AlertPresenter::kDefault, AlertPresenter::kAlternate, AlertPresenter::kOther}) {
+        Clicks clicks;
+        AlertPaneWindowController pane(kThree, &clicks);
+        QTimer::singleShot(0, &pane, [&] { pane.button(result)->click(); });
+        EXPECT_EQ(pane.displayMessage(u"Sure?"_s, u"Title"_s, true), result);
+        EXPECT_TRUE(clicks.results.isEmpty()) << "a modal pane answers by its result, not the delegate";
+        EXPECT_FALSE(pane.isVisible());
+    }
+}
+
+TEST_F(AlertPaneTest, ThePresenterShowsEachMessageInANewPane)
+{
+    AlertPanePresenter presenter(true);
+    QTimer::singleShot(0, [] { AlertPaneWindowController::current()->button(AlertPresenter::kOther)->click(); });
+    EXPECT_EQ(presenter.displayMessage(u"m"_s, u"t"_s, kThree, true), AlertPresenter::kOther);
+}
+
+TEST(FakeAlerts, RecordWhatWasShownAndAnswerFromTheScript)
+{
+    FakeAlertPresenter fake;
+    fake.answerWith({AlertPresenter::kAlternate});
+    Clicks clicks;
+    EXPECT_EQ(fake.displayMessage(u"a"_s, u"t"_s, kThree, true), AlertPresenter::kAlternate);
+    EXPECT_EQ(fake.displayMessage(u"b"_s, u"t"_s, kThree, false, {}, &clicks), AlertPresenter::kDefault);
+    EXPECT_EQ(clicks.results, QList<int>{AlertPresenter::kDefault});
+    ASSERT_EQ(fake.shown().size(), 2);
+    EXPECT_EQ(fake.lastMessage(), u"b"_s);
+    EXPECT_TRUE(fake.shown().first().modal);
+}
+
+TEST(BorderlessWindowTest, HidesWhenClickedAndShakesAroundItsOrigin)
+{
+    BorderlessWindow window(QRect(100, 100, 200, 100));
+    EXPECT_TRUE(window.windowFlags() & Qt::FramelessWindowHint);
+    window.show();
+    QMouseEvent press(QEvent::MouseButtonPress, QPointF(10, 10), QPointF(110, 110), Qt::LeftButton,
+                      Qt::LeftButton, Qt::NoModifier);
+    QApplication::sendEvent(&window, &press);
+    EXPECT_FALSE(window.isVisible());
+
+    QPropertyAnimation *shake = window.shakeAnimation(QRect(100, 100, 200, 100));
+    EXPECT_EQ(shake->duration(), 3500);
+    const auto values = shake->keyValues();
+    ASSERT_EQ(values.size(), 8);
+    EXPECT_EQ(values.first().second.toPoint(), QPoint(100, 100));
+    EXPECT_EQ(values.last().second.toPoint(), QPoint(100, 100));
+    int ups = 0, downs = 0;
+    for (const auto &[step, value] : values) {
+        ups += value.toPoint() == QPoint(100, 93);
+        downs += value.toPoint() == QPoint(100, 107);
+    }
+    EXPECT_EQ(ups, 3);
+    EXPECT_EQ(downs, 3);
+}
+
+} // namespace

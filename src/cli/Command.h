@@ -20,3 +20,4 @@ int runSchedulesCommand(const QStringList &arguments, QTextStream &out, QTextStr
 int runSendCommand(const QStringList &arguments, QTextStream &out, QTextStream &err);
 int runListenCommand(const QStringList &arguments, QTextStream &out, QTextStream &err);
 int runNotifyCommand(const QStringList &arguments, QTextStream &out, QTextStream &err);
+int runSizeCommand(const QStringList &arguments, QTextStream &out, QTextStream &err);

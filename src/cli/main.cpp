@@ -35,6 +35,10 @@ const QList<Command> &commands()
          u"Print messages (--channel: the companion's end, or --as NAME) and notifications\n"
          "                         (--notification NAME, repeatable) as JSON lines; --count N, --timeout S."_s,
          runListenCommand},
+        {u"size"_s, u"size PATH... [--json]"_s,
+         u"Total size of a backup set; with --user NAME --exclusions PLIST, the size the\n"
+         "                         user's exclusions leave."_s,
+         runSizeCommand},
         {u"notify"_s, u"notify NAME ..."_s, u"Post a notification: [--object TEXT] [--user-info JSON]."_s,
          runNotifyCommand},
     };

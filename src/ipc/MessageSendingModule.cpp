@@ -112,9 +112,8 @@ MessageSendingModule::MessageSendingModule(QObject *parent)
     m_endpoint->moveToThread(&m_listenerThread);
     m_endpoint->listener()->moveToThread(&m_listenerThread);
     m_listenerThread.start();
-    m_senderWorker = new QObject;
+    m_senderWorker = std::make_unique<QObject>();
     m_senderWorker->moveToThread(&m_senderThread);
-    connect(&m_senderThread, &QThread::finished, m_senderWorker, &QObject::deleteLater);
     m_oneShotThreads.setMaxThreadCount(8);
 }
 
@@ -124,6 +123,7 @@ MessageSendingModule::~MessageSendingModule()
     waitForPendingSends();
     m_senderThread.quit();
     m_senderThread.wait();
+    m_senderWorker.reset(); // its thread has ended (or never ran)
     m_listenerThread.quit();
     m_listenerThread.wait();
     m_endpoint.reset();
@@ -212,7 +212,7 @@ void MessageSendingModule::sendIPCMessage(const QVariant &payload, int type, boo
     }
     if (!m_senderThread.isRunning())
         m_senderThread.start();
-    QMetaObject::invokeMethod(m_senderWorker, [this, message] { sendMessageInternal(message); },
+    QMetaObject::invokeMethod(m_senderWorker.get(), [this, message] { sendMessageInternal(message); },
                               Qt::QueuedConnection);
 }
 
@@ -222,7 +222,7 @@ void MessageSendingModule::waitForPendingSends()
     if (m_senderThread.isRunning()) {
         // A marker behind everything queued so far.
         QSemaphore done;
-        QMetaObject::invokeMethod(m_senderWorker, [&done] { done.release(); }, Qt::QueuedConnection);
+        QMetaObject::invokeMethod(m_senderWorker.get(), [&done] { done.release(); }, Qt::QueuedConnection);
         done.acquire();
     }
 }

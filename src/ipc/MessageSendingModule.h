@@ -92,7 +92,7 @@ private:
     std::unique_ptr<ChannelEndpoint> m_endpoint;
     QThread m_listenerThread;
     QThread m_senderThread;
-    QObject *m_senderWorker = nullptr;
+    std::unique_ptr<QObject> m_senderWorker; // lives on the sending thread
     QThreadPool m_oneShotThreads;
     QMutex m_sendLock; // serialises sends and guards the cached peer
     QString m_cachedRemoteOwner;

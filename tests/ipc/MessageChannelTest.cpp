@@ -11,6 +11,7 @@
 
 #include <gtest/gtest.h>
 
+#include <csignal>
 #include <memory>
 #include <vector>
 
@@ -229,6 +230,17 @@ TEST(MessageChannel, ASecondOwnerOfANameIsRefusedButCanStillSend)
     ASSERT_TRUE(first.setupConnection(name, uniqueName(u"Other"_s)));
     WarningCapture quiet;
     EXPECT_FALSE(second.setupConnection(name, uniqueName(u"Other"_s)));
+}
+
+TEST(SignalHandler, SaysWhichSignalAndEndsWithStatusOne)
+{
+    GTEST_FLAG_SET(death_test_style, "threadsafe");
+    EXPECT_EXIT(
+        {
+            MessageSendingModule::installSignalCaughtHandler({SIGUSR1});
+            std::raise(SIGUSR1);
+        },
+        ::testing::ExitedWithCode(1), "Signal caught:10");
 }
 
 } // namespace

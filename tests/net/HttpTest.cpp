@@ -33,13 +33,7 @@ public:
         connection = c;
     }
     bool done() const { return received || error.has_value(); }
-    void waitUntilDone(int ms = 10000)
-    {
-        QElapsedTimer timer;
-        timer.start();
-        while (!done() && timer.elapsed() < ms)
-            QCoreApplication::processEvents(QEventLoop::WaitForMoreEvents, 50);
-    }
+    void waitUntilDone() { waitUntil([this] { return done(); }); }
 
     bool received = false;
     std::optional<QByteArray> body;

@@ -3,7 +3,10 @@
 #include "app/StringTable.h"
 #include "platform/Paths.h"
 
+#include <QCoreApplication>
 #include <QDir>
+#include <QElapsedTimer>
+#include <QThread>
 #include <QFile>
 #include <QFileInfo>
 #include <QMutex>
@@ -111,4 +114,17 @@ PythonResult runPython(const QString &script, const QStringList &arguments)
 QString fixturePath(const QString &relative)
 {
     return QStringLiteral(LUMEN_FIXTURES_DIR) + u'/' + relative;
+}
+
+bool waitUntil(const std::function<bool()> &condition, int timeoutMs)
+{
+    QElapsedTimer timer;
+    timer.start();
+    while (!condition()) {
+        if (timer.elapsed() > timeoutMs)
+            return false;
+        QCoreApplication::processEvents(QEventLoop::AllEvents, 10);
+        QThread::msleep(2);
+    }
+    return true;
 }

@@ -10,6 +10,8 @@
 #include <QStringList>
 #include <QTemporaryDir>
 
+#include <functional>
+
 // A private root and home folder for one test, with the brand's string table installed. The
 // previous paths come back when it goes out of scope.
 class TestEnvironment
@@ -86,3 +88,6 @@ PythonResult runProgram(const QString &program, const QStringList &arguments,
                         const QStringList &extraEnvironment = {});
 
 QString fixturePath(const QString &relative);
+
+// Runs the event loop until `condition` holds or the time is up; whether it held.
+bool waitUntil(const std::function<bool()> &condition, int timeoutMs = 10000);

@@ -3,6 +3,7 @@
 #include <QJsonArray>
 #include <QJsonDocument>
 #include <QJsonObject>
+#include <QDir>
 #include <QFile>
 #include <QTemporaryDir>
 
@@ -133,6 +134,55 @@ TEST(Lumenctl, SchedulesAddListAndDeleteThroughTheArchive)
         EXPECT_EQ(run.exitCode, 2) << bad.join(u' ').toStdString();
         EXPECT_TRUE(run.errorOutput.contains("usage:")) << bad.join(u' ').toStdString();
     }
+}
+
+} // namespace
+
+namespace {
+
+TEST(Lumenctl, SizeOfABackupSetWithAndWithoutExclusions)
+{
+    QTemporaryDir root;
+    QDir().mkpath(root.filePath(u"data/keep"_s));
+    QDir().mkpath(root.filePath(u"data/skip"_s));
+    const auto write = [&](const QString &path, int bytes) {
+        QFile file(root.filePath(path));
+        ASSERT_TRUE(file.open(QIODevice::WriteOnly));
+        file.write(QByteArray(bytes, 'x'));
+    };
+    write(u"data/keep/a"_s, 1000);
+    write(u"data/skip/b"_s, 2048);
+    write(u"single"_s, 24);
+    const QStringList base{u"--root"_s, root.path(), u"size"_s};
+
+    const PythonResult total = runProgram(kLumenctl, base + QStringList{u"/data"_s, u"/single"_s, u"/missing"_s, u"--json"_s});
+    ASSERT_EQ(total.exitCode, 0) << total.errorOutput.toStdString();
+    const QJsonObject json = QJsonDocument::fromJson(total.output).object();
+    EXPECT_EQ(json[u"bytes"_s].toDouble(), 3072.0);
+    EXPECT_EQ(json[u"formatted"_s].toString(), u"3 KB"_s);
+    EXPECT_TRUE(total.errorOutput.contains("/missing")) << "a missing path is named, not fatal";
+
+    const PythonResult plain = runProgram(kLumenctl, base + QStringList{u"/single"_s});
+    EXPECT_EQ(plain.output, QByteArray("24\t24 bytes\n"));
+
+    QFile exclusions(root.filePath(u"exclusions.plist"_s));
+    ASSERT_TRUE(exclusions.open(QIODevice::WriteOnly));
+    exclusions.write("<?xml version=\"1.0\"?><plist version=\"1.0\"><dict><key>ann</key><dict>"
+                     "<key>User specified Exclusion</key><dict><key>/data/skip</key><true/></dict>"
+                     "</dict></dict></plist>");
+    exclusions.close();
+    const PythonResult excluded = runProgram(kLumenctl, base + QStringList{u"/data"_s, u"--user"_s, u"ann"_s,
+                                                                            u"--exclusions"_s, u"/exclusions.plist"_s});
+    ASSERT_EQ(excluded.exitCode, 0) << excluded.errorOutput.toStdString();
+    // Bob has no exclusions in the same file: the difference is ann's excluded folder and file.
+    const PythonResult unexcluded = runProgram(kLumenctl, base + QStringList{u"/data"_s, u"--user"_s, u"bob"_s,
+                                                                              u"--exclusions"_s, u"/exclusions.plist"_s});
+    const quint64 with = excluded.output.split('\t').first().toULongLong();
+    const quint64 without = unexcluded.output.split('\t').first().toULongLong();
+    EXPECT_GE(without - with, 2048u) << with << " vs " << without;
+
+    EXPECT_EQ(runProgram(kLumenctl, base).exitCode, 2);
+    EXPECT_EQ(runProgram(kLumenctl, base + QStringList{u"/data"_s, u"--user"_s, u"ann"_s}).exitCode, 2);
 }
 
 } // namespace

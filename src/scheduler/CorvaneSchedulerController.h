@@ -6,9 +6,12 @@
 
 #include <QObject>
 
+#include <functional>
 #include <optional>
 
+class AlertPresenter;
 class Clock;
+class QTimer;
 
 // The schedule store: the configured records of every local user, kept in step with the
 // schedules archive that the backup engine shares. Views bind to configuredSchedules() and tell
@@ -46,6 +49,22 @@ public:
     bool isScheduleBackupNow() const;
     void ReloadSchedules();
 
+    // ---- running jobs -----------------------------------------------------------------------
+    // Queues an immediate backup of the logged-in account and returns it; nothing without login
+    // details or a backup set holding at least one path.
+    std::optional<CorvaneScheduleItem> backupNow();
+    // True once the record has left the list or completed.
+    bool isItemCompleted(const CorvaneScheduleItem &record);
+    // Asks (OK / Cancel) and, on OK, tells the engine to stop with "3".
+    void stopSchedulerSubmenu();
+    void setAlertPresenter(AlertPresenter *alerts) { m_alerts = alerts; }
+    // The summary window is the view's; it tells whether it is shown.
+    void setSummaryWindowVisibility(std::function<bool()> isVisible) { m_summaryVisible = std::move(isVisible); }
+    void showSchedulerMainWindow();
+    void startRefreshTimer();
+    void stopRefreshTimer();
+    bool isRefreshTimerRunning() const;
+
     // The edit in progress: the record as it was when the edit began.
     void setScheduleItemOfSelectedIndex(const std::optional<CorvaneScheduleItem> &record)
     {
@@ -60,6 +79,9 @@ Q_SIGNALS:
     void saveSkippedNoteChanged(bool visible);
     void editorResetRequested();
     void rowSelectionRequested(int row);
+    void summaryWindowRequested();
+    // The queued-job panel: an immediate backup has been scheduled.
+    void immediateBackupQueued(const QString &title, const QString &message);
 
 private:
     void setNoteVisible(bool visible);
@@ -72,4 +94,7 @@ private:
     std::optional<CorvaneScheduleItem> m_scheduleItemOfSelectedIndex;
     int m_selectedRow = -1;
     bool m_noteVisible = false;
+    AlertPresenter *m_alerts = nullptr;
+    std::function<bool()> m_summaryVisible;
+    QTimer *m_refreshTimer = nullptr;
 };

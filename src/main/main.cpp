@@ -1,0 +1,113 @@
+// lumen-monitor: the tray companion of the backup product.
+
+#include "app/CorvaneMonitorController.h"
+#include "app/DesktopServices.h"
+#include "app/FilePathAPIs.h"
+#include "app/LaunchOptions.h"
+#include "app/views/StatusItemView.h"
+#include "ipc/MessageSendingModule.h"
+#include "logging/SLBackupProgressLogger.h"
+#include "logging/SLLogger.h"
+#include "notify/views/AlertPaneWindowController.h"
+#include "platform/Clock.h"
+#include "platform/SystemInfo.h"
+
+#include <QApplication>
+#include <QCommandLineParser>
+#include <QDir>
+#include <QElapsedTimer>
+#include <QLockFile>
+#include <QNetworkAccessManager>
+#include <QSocketNotifier>
+#include <QStandardPaths>
+#include <QSystemTrayIcon>
+#include <QTimer>
+
+#include <csignal>
+#include <sys/socket.h>
+#include <unistd.h>
+
+using namespace Qt::StringLiterals;
+
+namespace {
+
+int g_signalPipe[2] = {-1, -1};
+
+extern "C" void requestQuit(int)
+{
+    const char byte = 1;
+    (void)!::write(g_signalPipe[1], &byte, 1);
+}
+
+// Warnings of our own categories go to the monitor's trace file as well.
+QtMessageHandler g_defaultHandler = nullptr;
+void routeToTrace(QtMsgType type, const QMessageLogContext &context, const QString &message)
+{
+    if (context.category && QByteArrayView(context.category).startsWith("lumen."))
+        SLLogger::logMonitorTrace(message);
+    if (g_defaultHandler)
+        g_defaultHandler(type, context, message);
+}
+
+} // namespace
+
+int main(int argc, char *argv[])
+{
+    QApplication app(argc, argv);
+    QApplication::setApplicationName(u"lumen-monitor"_s);
+    QApplication::setQuitOnLastWindowClosed(false); // a tray application: no window keeps it alive
+
+    QCommandLineParser parser;
+    parser.setApplicationDescription(u"Tray companion of the Lumen backup products."_s);
+    parser.addHelpOption();
+    parser.addOptions(LaunchOptions::commandLineOptions());
+    parser.addOption({u"show-menu"_s, u"Open the status menu once the icon is shown (for demos)."_s});
+    parser.addOption({u"no-channel"_s, u"Do not take the monitor's end of the message channel."_s});
+    parser.process(app);
+    QString error;
+    const LaunchOptions options = LaunchOptions::fromParser(parser, &error);
+    if (!error.isEmpty()) {
+        QTextStream(stderr) << error << u'\n';
+        return 2;
+    }
+    options.apply();
+    g_defaultHandler = qInstallMessageHandler(routeToTrace);
+
+    // One monitor per user and brand.
+    const QString runtime = QStandardPaths::writableLocation(QStandardPaths::RuntimeLocation);
+    QDir().mkpath(runtime);
+    QLockFile lock(runtime + u"/lumen-monitor-"_s + options.brand + u".lock"_s);
+    lock.setStaleLockTime(0);
+    if (!lock.tryLock(100)) {
+        QTextStream(stderr) << FilePathAPIs::applicationName() << u" is already running.\n"_s;
+        return 1;
+    }
+
+    // SIGTERM and SIGINT end the monitor like its Quit item: buffered logs are written out.
+    if (::socketpair(AF_UNIX, SOCK_STREAM, 0, g_signalPipe) == 0) {
+        auto *notifier = new QSocketNotifier(g_signalPipe[0], QSocketNotifier::Read, &app);
+        QObject::connect(notifier, &QSocketNotifier::activated, &app, &QApplication::quit);
+        std::signal(SIGTERM, requestQuit);
+        std::signal(SIGINT, requestQuit);
+    }
+    MessageSendingModule::installSignalCaughtHandler({SIGHUP, SIGQUIT});
+
+    QNetworkAccessManager network;
+    SystemDesktopServices desktop;
+    AlertPanePresenter alerts(FilePathAPIs::isCorvaneApplication());
+    MonitorServices services{&Clock::system(), &alerts, &desktop, &network, !parser.isSet(u"no-channel"_s)};
+    CorvaneMonitorController controller(services);
+    QObject::connect(&controller, &CorvaneMonitorController::quitRequested, &app, &QApplication::quit);
+    controller.awakeFromNib();
+
+    StatusItemView statusItem(&controller);
+    if (!QSystemTrayIcon::isSystemTrayAvailable())
+        SLLogger::logMonitorTrace(u"No system tray is available yet; the icon appears when one starts"_s);
+    statusItem.show();
+    if (parser.isSet(u"show-menu"_s))
+        QTimer::singleShot(500, &statusItem, &StatusItemView::popUpMenu);
+
+    const int status = QApplication::exec();
+    SLBackupProgressLogger::progressLogger().flushAll();
+    return status;
+}

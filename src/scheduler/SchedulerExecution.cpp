@@ -1,0 +1,136 @@
+// CorvaneSchedulerController: queueing run-now jobs, asking the engine to stop, and keeping the
+// summary window current while jobs run.
+
+#include "CorvaneSchedulerController.h"
+
+#include "SchedulerState.h"
+#include "ScheduleArchive.h"
+#include "app/FilePathAPIs.h"
+#include "app/StringTable.h"
+#include "logging/SLLogger.h"
+#include "notify/AlertPresenter.h"
+#include "platform/Clock.h"
+#include "platform/FoundationValues.h"
+#include "platform/PropertyList.h"
+#include "util/StringFormat.h"
+
+#include <QFileInfo>
+#include <QTimer>
+
+using namespace Qt::StringLiterals;
+
+namespace {
+
+constexpr int kLoginDetailsKind = 2;
+constexpr int kBackupSetKind = 14;
+constexpr int kMultiplePCStateKind = 15;
+constexpr int kRefreshMs = 5000;
+
+} // namespace
+
+std::optional<CorvaneScheduleItem> CorvaneSchedulerController::backupNow()
+{
+    const QVariantMap login = PropertyList::readDictionary(pathForApplicationFile(kLoginDetailsKind));
+    if (login.isEmpty())
+        return std::nullopt;
+    const bool corvane = FilePathAPIs::isCorvaneApplication();
+    CorvaneScheduleItem record(m_clock);
+    record.setFrequency(CorvaneScheduleItem::Immediate);
+    record.setScheduleTime(m_clock.now().addSecs(45));
+    record.setScheduleType(CorvaneScheduleItem::Backup);
+    record.setStatus(CorvaneScheduleItem::NotStarted);
+    record.setDisplayDesktopNotification(true);
+    record.setUserAtServer(login.value(u"UserAtServer"_s).toString());
+    record.setUsername(login.value(u"Username"_s).toString());
+    record.setServerName(login.value(u"serverName"_s).toString());
+    record.setPassword(login.value(u"Password"_s).toString());
+    record.setSSL(login.value(u"SSL"_s).toString());
+    const QString account = login.value(corvane ? u"CorvaneUsername"_s : u"Username"_s).toString();
+    record.setCorvaneUserName(account);
+
+    const QString statePath = pathForApplicationFile(kMultiplePCStateKind);
+    const QVariantMap several = PropertyList::readDictionary(statePath).value(account).toMap();
+    const QString enabled = several.value(u"EnableMultipleMacBackupKey"_s).toString();
+    if (enabled == "1"_L1 || enabled == "2"_L1) {
+        const QString folder = several.value(u"MultipleMacFolderName"_s).toString();
+        record.setDestination(enabled == "1"_L1 && !folder.isEmpty() ? folder : ownFolderName());
+    }
+    if (record.quotaServername().isEmpty()) {
+        const QVariant quota = login.contains(u"quotaServername"_s)
+                                   ? login.value(u"quotaServername"_s)
+                                   : login.value(login.value(u"StelloaUserName"_s).toString());
+        record.setQuotaServerName(quota.toString());
+    }
+    for (const CorvaneScheduleItem &other : records()) {
+        if (other.corvaneUserName() == account) {
+            record.setSendEmailNotification(other.sendEmailNotification());
+            record.setEmailids(other.emailids());
+            record.setNotifyOnFailure(other.notifyOnFailure());
+            record.setSendLogExtract(other.sendLogExtract());
+            break;
+        }
+    }
+    const QString backupSet = stringWithFormat(pathForApplicationFile(kBackupSetKind),
+                                               {corvane ? account : record.username()});
+    if (PropertyList::readArray(backupSet).isEmpty())
+        return std::nullopt;
+    record.setProcessReferenceFile(backupSet);
+    corvaneaddSchedulerDetails(record);
+    Q_EMIT immediateBackupQueued(corvane ? u"Corvane"_s : u"Stelloa"_s,
+                                 u"The immediate backup has been scheduled, it will commence in a few seconds"_s);
+    return record;
+}
+
+bool CorvaneSchedulerController::isItemCompleted(const CorvaneScheduleItem &record)
+{
+    for (const CorvaneScheduleItem &entry : ScheduleArchive::load().records) {
+        // The engine rewrites the file: the same record is the one equal to ours in time and kind.
+        if (entry.corvaneUserName() == record.corvaneUserName() && entry.frequency() == record.frequency()
+            && entry.scheduleTime() == record.scheduleTime())
+            return entry.status() == CorvaneScheduleItem::Completed;
+    }
+    return true; // gone from the list
+}
+
+void CorvaneSchedulerController::stopSchedulerSubmenu()
+{
+    if (!m_alerts)
+        return;
+    const int answer = m_alerts->displayMessage(u"Are you sure you wish to stop the scheduled backup operation?"_s,
+                                                SLLocalizedString(u"ApplicationName"_s),
+                                                {SLLocalizedString(u"OK"_s), SLLocalizedString(u"Cancel"_s), QString()},
+                                                true);
+    if (answer == AlertPresenter::kDefault)
+        SchedulerState::write(u"3"_s);
+}
+
+void CorvaneSchedulerController::showSchedulerMainWindow()
+{
+    ReloadSchedules();
+    Q_EMIT summaryWindowRequested();
+    startRefreshTimer();
+}
+
+void CorvaneSchedulerController::startRefreshTimer()
+{
+    if (m_refreshTimer || !m_summaryVisible || !m_summaryVisible())
+        return;
+    m_refreshTimer = new QTimer(this);
+    m_refreshTimer->setInterval(kRefreshMs);
+    connect(m_refreshTimer, &QTimer::timeout, this, &CorvaneSchedulerController::ReloadSchedules);
+    m_refreshTimer->start();
+}
+
+void CorvaneSchedulerController::stopRefreshTimer()
+{
+    if (!m_refreshTimer)
+        return;
+    m_refreshTimer->stop();
+    m_refreshTimer->deleteLater();
+    m_refreshTimer = nullptr;
+}
+
+bool CorvaneSchedulerController::isRefreshTimerRunning() const
+{
+    return m_refreshTimer && m_refreshTimer->isActive();
+}

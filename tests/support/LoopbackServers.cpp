@@ -9,9 +9,10 @@
 
 using namespace Qt::StringLiterals;
 
-TestHttpServer::TestHttpServer(bool always407)
+TestHttpServer::TestHttpServer(bool always407, const QStringList &options)
 {
     QStringList args{QStringLiteral(LUMEN_TEST_SUPPORT_DIR) + u"/http_test_server.py"_s};
+    args += options;
     if (always407)
         args.append(u"--always-407"_s);
     m_process.start(QStringLiteral(LUMEN_PYTHON), args);

@@ -8,7 +8,7 @@
 class TestHttpServer
 {
 public:
-    explicit TestHttpServer(bool always407 = false);
+    explicit TestHttpServer(bool always407 = false, const QStringList &options = {});
     ~TestHttpServer();
     bool isRunning() const { return m_port > 0; }
     quint16 port() const { return m_port; }

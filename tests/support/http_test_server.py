@@ -4,6 +4,7 @@ Prints its port on the first line of standard output, then serves until killed.
   /hello        200 "hello"          /empty   200 with no body
   /slow?ms=N    200 "slow" after N ms /auth    401 with a Basic challenge
   /missing      404 "not here"       POST /echo  the request as JSON
+  /cgi-bin/check_version_upgrades_slwin_new.cgi   the --update-reply text, for a well-formed query
 With --always-407 it plays a proxy that refuses every request with a Basic challenge and
 prints one line per attempt that carried credentials to standard error.
 """
@@ -14,6 +15,7 @@ import time
 import urllib.parse
 
 ALWAYS_407 = '--always-407' in sys.argv
+UPDATE_REPLY = sys.argv[sys.argv.index('--update-reply') + 1].encode() if '--update-reply' in sys.argv else None
 
 
 class Handler(http.server.BaseHTTPRequestHandler):
@@ -55,6 +57,10 @@ class Handler(http.server.BaseHTTPRequestHandler):
         elif url.path == '/slow':
             time.sleep(int(urllib.parse.parse_qs(url.query).get('ms', ['1000'])[0]) / 1000)
             self.reply(200, b'slow')
+        elif url.path == '/cgi-bin/check_version_upgrades_slwin_new.cgi' and UPDATE_REPLY is not None:
+            query = urllib.parse.parse_qs(url.query)
+            known = query.get('appln') in (['CorvaneLumenMac'], ['StelloaLumenMac']) and query.get('version')
+            self.reply(200 if known else 400, UPDATE_REPLY if known else b'bad query')
         elif url.path == '/auth':
             self.reply(401, b'who are you', [('WWW-Authenticate', 'Basic realm="server"')])
         else:

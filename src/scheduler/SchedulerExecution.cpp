@@ -84,9 +84,10 @@ std::optional<CorvaneScheduleItem> CorvaneSchedulerController::backupNow()
 bool CorvaneSchedulerController::isItemCompleted(const CorvaneScheduleItem &record)
 {
     for (const CorvaneScheduleItem &entry : ScheduleArchive::load().records) {
-        // The engine rewrites the file: the same record is the one equal to ours in time and kind.
+        // The engine rewrites the file: the same record is the one of the same account, kind and
+        // start (the archive keeps times to the second).
         if (entry.corvaneUserName() == record.corvaneUserName() && entry.frequency() == record.frequency()
-            && entry.scheduleTime() == record.scheduleTime())
+            && entry.scheduleTime().toSecsSinceEpoch() == record.scheduleTime().toSecsSinceEpoch())
             return entry.status() == CorvaneScheduleItem::Completed;
     }
     return true; // gone from the list

@@ -1,0 +1,153 @@
+#include "app/CorvaneMonitorController.h"
+#include "app/DesktopServices.h"
+#include "app/FilePathAPIs.h"
+#include "platform/Clock.h"
+#include "platform/PropertyList.h"
+#include "scheduler/CorvaneSchedulerController.h"
+#include "scheduler/ScheduleArchive.h"
+#include "scheduler/SchedulerState.h"
+#include "support/FakeAlertPresenter.h"
+#include "support/TestEnvironment.h"
+
+#include <QDir>
+#include <QJsonDocument>
+#include <QJsonObject>
+#include <QNetworkAccessManager>
+#include <QProcess>
+#include <QProcessEnvironment>
+#include <QTemporaryDir>
+
+#include <gtest/gtest.h>
+
+using namespace Qt::StringLiterals;
+
+namespace {
+
+class NoDesktop : public DesktopServices
+{
+public:
+    bool openUrl(const QUrl &) override { return false; }
+    bool launchApplication(const QString &) override { return false; }
+};
+
+// A child process of the product, on the test's root, home and bus.
+class Child
+{
+public:
+    Child(const QString &program, const QStringList &arguments, const TestEnvironment &env, const QString &runtime)
+    {
+        QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
+        environment.insert(u"HOME"_s, env.home());
+        environment.insert(u"XDG_RUNTIME_DIR"_s, runtime);
+        environment.insert(u"QT_QPA_PLATFORM"_s, u"offscreen"_s);
+        m_process.setProcessEnvironment(environment);
+        m_process.start(program, QStringList{u"--root"_s, env.root()} + arguments);
+        m_process.waitForStarted();
+    }
+    ~Child()
+    {
+        if (m_process.state() != QProcess::NotRunning) {
+            m_process.terminate();
+            if (!m_process.waitForFinished(3000))
+                m_process.kill();
+        }
+    }
+    QProcess &process() { return m_process; }
+
+private:
+    QProcess m_process;
+};
+
+class EndToEndTest : public ::testing::Test
+{
+protected:
+    void SetUp() override
+    {
+        PropertyList::writeDictionary(BrandPaths::loginDetails(),
+                                      {{u"CorvaneUsername"_s, u"ann@example.com"_s}, {u"Username"_s, u"ann"_s}});
+        const QString set = CorvaneSchedulerController::pathForApplicationFile(14).replace(u"%@"_s, u"ann@example.com"_s);
+        PropertyList::write(set, QVariantList{u"/Users/ann/Documents"_s}, PropertyList::Format::Xml);
+    }
+
+    int statusOfOnlyRecord()
+    {
+        const QList<CorvaneScheduleItem> records = ScheduleArchive::load().records;
+        return records.size() == 1 ? records.first().status() : -1;
+    }
+
+    TestEnvironment env;
+    QTemporaryDir runtime;
+    FakeAlertPresenter alerts;
+    NoDesktop desktop;
+    QNetworkAccessManager network;
+};
+
+TEST_F(EndToEndTest, BackupNowRunsThroughTheEngineAndAStopCancelsTheNextRun)
+{
+    CorvaneMonitorController monitor({&Clock::system(), &alerts, &desktop, &network, true});
+    monitor.awakeFromNib();
+    Child engine(QStringLiteral(ENGINE_SIM_PATH), {u"--speed"_s, u"15"_s}, env, runtime.path());
+    engine.process().setReadChannel(QProcess::StandardError);
+    ASSERT_TRUE(engine.process().waitForReadyRead(10000)) << "the engine did not start";
+
+    monitor.backupNow();
+    ASSERT_EQ(ScheduleArchive::load().records.size(), 1);
+    EXPECT_EQ(ScheduleArchive::load().records.first().frequency(), 0);
+    EXPECT_EQ(env.readFile(SchedulerState::path()), QByteArray("2"));
+    const CorvaneScheduleItem queued = *monitor.newSchedule();
+    EXPECT_FALSE(monitor.scheduler()->isItemCompleted(queued));
+
+    ASSERT_TRUE(waitUntil([&] { return monitor.isOperationInProgress(); }, 15000))
+        << "the engine's start message did not arrive";
+    EXPECT_EQ(statusOfOnlyRecord(), CorvaneScheduleItem::InProgress);
+    ASSERT_TRUE(waitUntil([&] { return monitor.scheduler()->isItemCompleted(queued); }, 15000));
+    EXPECT_TRUE(waitUntil([&] { return !monitor.isOperationInProgress(); }, 5000));
+    EXPECT_TRUE(ScheduleArchive::load().records.isEmpty()) << "a finished immediate record leaves the archive";
+    const QStringList logs = QDir(env.real(u"/Library/Application Support/CorvanePortableforMac/SessionLogs/Backup"_s))
+                                 .entryList(QDir::Files);
+    EXPECT_EQ(logs.size(), 1) << "the run left its session log";
+
+    // The next run is stopped from the sub-menu.
+    monitor.backupNow();
+    ASSERT_EQ(env.readFile(SchedulerState::path()), QByteArray("2"));
+    ASSERT_TRUE(waitUntil([&] { return statusOfOnlyRecord() == CorvaneScheduleItem::InProgress; }, 15000));
+    alerts.answerWith({AlertPresenter::kDefault});
+    monitor.cancelBackupFromSubmenu();
+    EXPECT_EQ(env.readFile(SchedulerState::path()), QByteArray("3"));
+    EXPECT_TRUE(waitUntil([&] { return statusOfOnlyRecord() == CorvaneScheduleItem::Canceled; }, 15000));
+}
+
+TEST_F(EndToEndTest, TheMonitorGreetsItsCompanionAnswersAGreetingAndRunsOnce)
+{
+    const QString lumenctl = QStringLiteral(LUMENCTL_PATH);
+    Child listener(lumenctl, {u"listen"_s, u"--channel"_s, u"--count"_s, u"2"_s, u"--timeout"_s, u"20"_s}, env,
+                   runtime.path());
+    listener.process().setReadChannel(QProcess::StandardError);
+    ASSERT_TRUE(listener.process().waitForReadyRead(10000)); // "listening"
+
+    Child monitor(QStringLiteral(MONITOR_PATH), {}, env, runtime.path());
+    ASSERT_TRUE(waitUntil([&] { return monitor.process().state() == QProcess::Running; }, 5000));
+    // Greet it as the companion does: it answers with type 8.
+    for (int attempt = 0; attempt < 50; ++attempt) {
+        Child send(lumenctl, {u"send"_s, u"--type"_s, u"3"_s}, env, runtime.path());
+        send.process().waitForFinished(5000);
+        if (send.process().exitCode() == 0)
+            break;
+        waitUntil([] { return false; }, 100);
+    }
+    ASSERT_TRUE(listener.process().waitForFinished(20000));
+    const QList<QByteArray> lines = listener.process().readAllStandardOutput().split('\n');
+    QList<int> types;
+    for (const QByteArray &line : lines) {
+        if (!line.isEmpty())
+            types.append(QJsonDocument::fromJson(line).object().value(u"type"_s).toInt());
+    }
+    EXPECT_EQ(types, (QList<int>{3, 8})) << "the monitor's greeting, then its answer";
+
+    Child second(QStringLiteral(MONITOR_PATH), {}, env, runtime.path());
+    ASSERT_TRUE(second.process().waitForFinished(10000));
+    EXPECT_EQ(second.process().exitCode(), 1);
+    EXPECT_TRUE(second.process().readAllStandardError().contains("already running"));
+}
+
+} // namespace

@@ -32,8 +32,8 @@ asan: deps $(ASAN_BUILD)/build.ninja
 	  $(TEST_ENV) ctest --test-dir $(ASAN_BUILD) --output-on-failure -j $(JOBS)
 
 run: build
-	@echo "The tray application is not part of this build yet; see README.md for lumenctl."
-	$(BUILD)/src/cli/lumenctl paths
+	@bash tools/install-deps.sh --run
+	bash tools/run-demo.sh $(BUILD)
 
 format:
 	find src tests -name '*.cpp' -o -name '*.h' | xargs clang-format -i

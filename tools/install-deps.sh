@@ -10,6 +10,11 @@ packages=(
   xvfb xauth tinyproxy
 )
 
+# `make run` also needs a virtual display, a tray host and a screenshot tool.
+if [ "${1:-}" = "--run" ]; then
+  packages+=(trayer imagemagick x11-utils x11-xserver-utils)
+fi
+
 missing=()
 for p in "${packages[@]}"; do
   if ! dpkg-query -W -f='${Status}' "$p" 2>/dev/null | grep -q "install ok installed"; then

@@ -6,6 +6,7 @@
 #include <QCommandLineParser>
 #include <QDir>
 #include <QFileInfo>
+#include <QTextStream>
 
 using namespace Qt::StringLiterals;
 
@@ -49,4 +50,16 @@ void LaunchOptions::apply() const
 {
     Paths::install(Paths(root));
     StringTable::install(brand, resources);
+}
+
+std::optional<LaunchOptions> LaunchOptions::applyFromParser(const QCommandLineParser &parser)
+{
+    QString error;
+    const LaunchOptions options = fromParser(parser, &error);
+    if (!error.isEmpty()) {
+        QTextStream(stderr) << error << u'\n';
+        return std::nullopt;
+    }
+    options.apply();
+    return options;
 }

@@ -4,6 +4,8 @@
 #include <QList>
 #include <QString>
 
+#include <optional>
+
 class QCommandLineParser;
 
 // The options every program of the product takes: --brand, --root, --resources, with
@@ -21,4 +23,6 @@ struct LaunchOptions
 
     // Installs the string table and the path root for the rest of the process.
     void apply() const;
+    // fromParser() then apply(); on bad options says why on standard error and returns nothing.
+    static std::optional<LaunchOptions> applyFromParser(const QCommandLineParser &parser);
 };

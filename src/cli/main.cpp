@@ -80,13 +80,9 @@ int main(int argc, char *argv[])
         return parser.isSet(help) ? 0 : 2;
     }
 
-    QString error;
-    const LaunchOptions options = LaunchOptions::fromParser(parser, &error);
-    if (!error.isEmpty()) {
-        err << error << u'\n';
+    err.flush();
+    if (!LaunchOptions::applyFromParser(parser))
         return 2;
-    }
-    options.apply();
 
     for (const Command &command : commands()) {
         if (command.name == positional.first())

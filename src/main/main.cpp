@@ -64,19 +64,15 @@ int main(int argc, char *argv[])
     parser.addOption({u"show-menu"_s, u"Open the status menu once the icon is shown (for demos)."_s});
     parser.addOption({u"no-channel"_s, u"Do not take the monitor's end of the message channel."_s});
     parser.process(app);
-    QString error;
-    const LaunchOptions options = LaunchOptions::fromParser(parser, &error);
-    if (!error.isEmpty()) {
-        QTextStream(stderr) << error << u'\n';
+    const std::optional<LaunchOptions> options = LaunchOptions::applyFromParser(parser);
+    if (!options)
         return 2;
-    }
-    options.apply();
     g_defaultHandler = qInstallMessageHandler(routeToTrace);
 
     // One monitor per user and brand.
     const QString runtime = QStandardPaths::writableLocation(QStandardPaths::RuntimeLocation);
     QDir().mkpath(runtime);
-    QLockFile lock(runtime + u"/lumen-monitor-"_s + options.brand + u".lock"_s);
+    QLockFile lock(runtime + u"/lumen-monitor-"_s + options->brand + u".lock"_s);
     lock.setStaleLockTime(0);
     if (!lock.tryLock(100)) {
         QTextStream(stderr) << FilePathAPIs::applicationName() << u" is already running.\n"_s;

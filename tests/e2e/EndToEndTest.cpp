@@ -19,6 +19,8 @@
 
 #include <gtest/gtest.h>
 
+#include <csignal>
+
 using namespace Qt::StringLiterals;
 
 namespace {
@@ -112,9 +114,14 @@ TEST_F(EndToEndTest, BackupNowRunsThroughTheEngineAndAStopCancelsTheNextRun)
     ASSERT_EQ(env.readFile(SchedulerState::path()), QByteArray("2"));
     ASSERT_TRUE(waitUntil([&] { return statusOfOnlyRecord() == CorvaneScheduleItem::InProgress; }, 15000));
     alerts.answerWith({AlertPresenter::kDefault});
+    // The engine is held still for a moment so that the file can be read before it reacts.
+    ::kill(pid_t(engine.process().processId()), SIGSTOP);
     monitor.cancelBackupFromSubmenu();
     EXPECT_EQ(env.readFile(SchedulerState::path()), QByteArray("3"));
-    EXPECT_TRUE(waitUntil([&] { return statusOfOnlyRecord() == CorvaneScheduleItem::Canceled; }, 15000));
+    ::kill(pid_t(engine.process().processId()), SIGCONT);
+    EXPECT_TRUE(waitUntil([&] { return statusOfOnlyRecord() == CorvaneScheduleItem::Canceled; }, 15000))
+        << "records: " << ScheduleArchive::load().records.size() << ", status " << statusOfOnlyRecord()
+        << ", state " << env.readFile(SchedulerState::path()).toStdString();
 }
 
 TEST_F(EndToEndTest, TheMonitorGreetsItsCompanionAnswersAGreetingAndRunsOnce)

@@ -20,16 +20,6 @@ struct Received
     QVariantMap userInfo;
 };
 
-void pump(int ms)
-{
-    QElapsedTimer timer;
-    timer.start();
-    while (timer.elapsed() < ms) {
-        QCoreApplication::processEvents(QEventLoop::AllEvents, 20);
-        QThread::msleep(5);
-    }
-}
-
 TEST(DistributedNotifications, PostedByAnotherProcessReachOnlyTheirObservers)
 {
     const QString name = u"LumenTestNotification%1"_s.arg(QCoreApplication::applicationPid());
@@ -42,16 +32,18 @@ TEST(DistributedNotifications, PostedByAnotherProcessReachOnlyTheirObservers)
         if (n.startsWith(name)) // tests running beside this one post on the same bus
             all.append({n, {}, {}});
     });
-    pump(100); // the match rule reaches the bus
+    // Our own probe coming back proves the subscription is in place on the bus.
+    bool probed = false;
+    center.addObserver(name + u"Probe"_s, [&](const QString &, const QString &, const QVariantMap &) { probed = true; });
+    center.post(name + u"Probe"_s);
+    ASSERT_TRUE(waitUntil([&] { return probed; }));
+    all.clear();
 
     const PythonResult posted = runProgram(kLumenctl, {u"notify"_s, name, u"--object"_s, u"ViewExclude"_s,
                                                        u"--user-info"_s, u"{\"count\": 2, \"on\": true}"_s});
     ASSERT_EQ(posted.exitCode, 0) << posted.errorOutput.toStdString();
     runProgram(kLumenctl, {u"notify"_s, name + u"Unrelated"_s});
-    QElapsedTimer timer;
-    timer.start();
-    while (all.size() < 2 && timer.elapsed() < 5000)
-        pump(20);
+    waitUntil([&] { return all.size() >= 2; });
 
     ASSERT_EQ(wanted.size(), 1);
     EXPECT_EQ(wanted.first().object, u"ViewExclude"_s);
@@ -69,15 +61,13 @@ TEST(DistributedNotifications, AnObserverInThisProcessHearsItsOwnPosts)
         ++heard;
         info = i;
     });
-    pump(100);
     const QVariantMap sent{{u"when"_s, QDateTime(QDate(2026, 1, 2), QTime(3, 4, 5), Qt::UTC)},
                            {u"data"_s, QByteArray("\x00\x01", 2)}};
-    ASSERT_TRUE(center.post(name, QString(), sent));
-    QElapsedTimer timer;
-    timer.start();
-    while (heard == 0 && timer.elapsed() < 5000)
-        pump(20);
-    EXPECT_EQ(heard, 1);
+    // Posted until the subscription is in place, then once more: exactly one of each arrives.
+    ASSERT_TRUE(waitUntil([&] {
+        center.post(name, QString(), sent);
+        return waitUntil([&] { return heard > 0; }, 200);
+    }));
     EXPECT_EQ(info, sent);
 }
 

@@ -17,8 +17,8 @@ int main(int argc, char *argv[])
     parser.addOptions(LaunchOptions::commandLineOptions());
     parser.addOption({u"modal"_s, u"Run the pane modally."_s});
     parser.process(app);
-    QString error;
-    LaunchOptions::fromParser(parser, &error).apply();
+    if (!LaunchOptions::applyFromParser(parser))
+        return 2;
 
     AlertPaneWindowController pane({u"Stop the backup"_s, u"Keep running"_s, u"Details"_s});
     const QString message =

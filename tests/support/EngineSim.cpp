@@ -76,9 +76,11 @@ private:
                                        : record.scheduleTime() <= now;
             if (!due)
                 continue;
+            // Picked up: nothing pending any more. Said before the record shows as running, so
+            // that a stop asked for once it runs is never overwritten.
+            SchedulerState::write(u"0"_s);
             record.setStatus(CorvaneScheduleItem::InProgress);
             ScheduleArchive::save(contents.records);
-            SchedulerState::write(u"0"_s); // picked up: nothing pending any more
             m_running = record;
             m_started = now;
             m_progress = 0;
@@ -193,13 +195,8 @@ int main(int argc, char *argv[])
     parser.addOption({u"speed"_s, u"Run this many times faster than real time."_s, u"n"_s, u"1"_s});
     parser.addOption({u"once"_s, u"Exit after the first finished run."_s});
     parser.process(app);
-    QString error;
-    const LaunchOptions options = LaunchOptions::fromParser(parser, &error);
-    if (!error.isEmpty()) {
-        QTextStream(stderr) << error << u'\n';
+    if (!LaunchOptions::applyFromParser(parser))
         return 2;
-    }
-    options.apply();
     Engine engine(qMax(0.01, parser.value(u"speed"_s).toDouble()));
     engine.m_once = parser.isSet(u"once"_s);
     QTextStream(stderr) << "engine ready\n";

@@ -20,9 +20,12 @@
 #include "scheduler/NextRunCalculator.h"
 #include "scheduler/ScheduleArchive.h"
 #include "scheduler/SchedulerState.h"
+#include "util/SLXExtension.h"
 #include "util/StringFormat.h"
 #include "util/stelloaExtension.h"
 
+#include <QDir>
+#include <QFile>
 #include <QFileInfo>
 #include <QNetworkAccessManager>
 #include <QTimer>
@@ -366,6 +369,53 @@ void CorvaneMonitorController::displayScheduleDetails()
     PropertyList::writeDictionary(path, failCount);
 }
 
+int CorvaneMonitorController::isApplicationRunning(const QString &name) const
+{
+    const QString stamp = m_services.clock->now().toString(u"MM-dd-yyyy-HH-mm-ss"_s);
+    const QString temp = QDir::tempPath();
+    const QString idFile = temp + u'/' + stamp + u"_id_sl"_s;
+    const QString psFile = temp + u'/' + stamp + u"_sl"_s;
+    // Scratch files of the system's temporary folder: not product paths.
+    const auto readScratch = [](const QString &path) -> std::optional<QString> {
+        QFile file(path);
+        if (!file.open(QIODevice::ReadOnly))
+            return std::nullopt;
+        return QString::fromUtf8(file.readAll());
+    };
+    ShellCommand::run(stringWithFormat(u"id -u \"%@\" > %@"_s, {SystemInfo::loginName(), idFile}));
+    const QString uid = readScratch(idFile).value_or(QString()).trimmed();
+    ShellCommand::run(stringWithFormat(u"ps -U %d | grep %@ > %@"_s, {uid.toInt(), name, psFile}));
+    const std::optional<QString> output = readScratch(psFile);
+    QFile::remove(idFile);
+    QFile::remove(psFile);
+    if (!output)
+        return -1;
+    const QString helper = corvane() ? u"/Applications/Corvane/CVWebManagement.app/Contents/MacOS/CVWebManagement"_s
+                                     : u"/Applications/StelloaforMac/SLWebManagement.app/Contents/MacOS/SLWebManagement"_s;
+    return int(output->split(helper).size()) - 1;
+}
+
+void CorvaneMonitorController::isApplicationLaunched()
+{
+    const QString name = corvane() ? u"Corvane"_s : u"StelloaforMac"_s;
+    bool running = false;
+    for (const qint64 id : SLXExtension::getAllProcessIDsWithName(name)) {
+        // The search itself shows in the list; only a live process other than the search counts.
+        QFile command(u"/proc/%1/comm"_s.arg(id));
+        if (command.open(QIODevice::ReadOnly) && command.readAll().trimmed() == name.toUtf8()) {
+            running = true;
+            break;
+        }
+    }
+    itemWithTag(LaunchApplicationTag)->setEnabled(!running);
+}
+
+void CorvaneMonitorController::resetMonitorUI()
+{
+    setToolTip(corvane() ? u"Corvane Lumen"_s : u"Stelloa Lumen"_s);
+    setStatusImage(corvane() ? u"Portable_tray1"_s : u"trayicon"_s);
+}
+
 void CorvaneMonitorController::launchApplication()
 {
     if (!m_services.desktop->launchApplication(FilePathAPIs::pathForApplicationFile(kExecPathKind)))
@@ -413,6 +463,7 @@ void CorvaneMonitorController::refresh()
     enableDisableManageSubMenus();
     displayScheduleDetails();
     updatePauseStatus();
+    isApplicationLaunched();
     if (m_newSchedule && m_scheduler->isItemCompleted(*m_newSchedule)) {
         m_newSchedule.reset();
         m_isCondifugeredBackupNowItem = false;

@@ -78,6 +78,12 @@ public:
     bool shouldExecuteBackup();
     bool isBackupInProgress() const;
     bool isNexaUser(const QString &user) const;
+    // How many of the user's processes named `name` run the web-management helper; -1 when the
+    // process list could not be read.
+    int isApplicationRunning(const QString &name) const;
+    // Disables "Launch ..." while the main application runs.
+    void isApplicationLaunched();
+    void resetMonitorUI();
     void setPauseState(bool paused);
     void updatePauseStatus();
     void setHide(bool hide);

@@ -53,6 +53,9 @@ public:
     // Queues an immediate backup of the logged-in account and returns it; nothing without login
     // details or a backup set holding at least one path.
     std::optional<CorvaneScheduleItem> backupNow();
+    // The same from the summary window: any account name the login details give, and a backup
+    // set that exists (it may be empty); tells the user what is missing otherwise.
+    std::optional<CorvaneScheduleItem> scheduleImmeadiateBackup();
     // True once the record has left the list or completed.
     bool isItemCompleted(const CorvaneScheduleItem &record);
     // Asks (OK / Cancel) and, on OK, tells the engine to stop with "3".
@@ -80,13 +83,15 @@ Q_SIGNALS:
     void editorResetRequested();
     void rowSelectionRequested(int row);
     void summaryWindowRequested();
-    // The queued-job panel: an immediate backup has been scheduled.
-    void immediateBackupQueued(const QString &title, const QString &message);
+    // The main application should be started (the user must log in or pick a backup set).
+    void applicationLaunchRequested(const QString &name);
 
 private:
     void setNoteVisible(bool visible);
     void replaceAll(const QList<CorvaneScheduleItem> &records);
     QString ownFolderName() const;
+    CorvaneScheduleItem immediateRecord(const QVariantMap &login, const QString &account) const;
+    void showQueuedJobPanel();
 
     const Clock &m_clock;
     NextRunCalculator m_nextRun;

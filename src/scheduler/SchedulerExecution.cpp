@@ -11,6 +11,7 @@
 #include "notify/AlertPresenter.h"
 #include "platform/Clock.h"
 #include "platform/FoundationValues.h"
+#include "platform/Paths.h"
 #include "platform/PropertyList.h"
 #include "util/StringFormat.h"
 
@@ -28,12 +29,8 @@ constexpr int kRefreshMs = 5000;
 
 } // namespace
 
-std::optional<CorvaneScheduleItem> CorvaneSchedulerController::backupNow()
+CorvaneScheduleItem CorvaneSchedulerController::immediateRecord(const QVariantMap &login, const QString &account) const
 {
-    const QVariantMap login = PropertyList::readDictionary(pathForApplicationFile(kLoginDetailsKind));
-    if (login.isEmpty())
-        return std::nullopt;
-    const bool corvane = FilePathAPIs::isCorvaneApplication();
     CorvaneScheduleItem record(m_clock);
     record.setFrequency(CorvaneScheduleItem::Immediate);
     record.setScheduleTime(m_clock.now().addSecs(45));
@@ -45,8 +42,28 @@ std::optional<CorvaneScheduleItem> CorvaneSchedulerController::backupNow()
     record.setServerName(login.value(u"serverName"_s).toString());
     record.setPassword(login.value(u"Password"_s).toString());
     record.setSSL(login.value(u"SSL"_s).toString());
-    const QString account = login.value(corvane ? u"CorvaneUsername"_s : u"Username"_s).toString();
     record.setCorvaneUserName(account);
+    return record;
+}
+
+void CorvaneSchedulerController::showQueuedJobPanel()
+{
+    if (!m_alerts)
+        return;
+    const bool corvane = FilePathAPIs::isCorvaneApplication();
+    m_alerts->displayMessage(u"The immediate backup has been scheduled, it will commence in a few seconds"_s,
+                             corvane ? u"Corvane"_s : u"Stelloa"_s, {SLLocalizedString(u"OK"_s), QString(), QString()},
+                             false, corvane ? u"corvane"_s : u"stelloa"_s);
+}
+
+std::optional<CorvaneScheduleItem> CorvaneSchedulerController::backupNow()
+{
+    const QVariantMap login = PropertyList::readDictionary(pathForApplicationFile(kLoginDetailsKind));
+    if (login.isEmpty())
+        return std::nullopt;
+    const bool corvane = FilePathAPIs::isCorvaneApplication();
+    const QString account = login.value(corvane ? u"CorvaneUsername"_s : u"Username"_s).toString();
+    CorvaneScheduleItem record = immediateRecord(login, account);
 
     const QString statePath = pathForApplicationFile(kMultiplePCStateKind);
     const QVariantMap several = PropertyList::readDictionary(statePath).value(account).toMap();
@@ -76,8 +93,33 @@ std::optional<CorvaneScheduleItem> CorvaneSchedulerController::backupNow()
         return std::nullopt;
     record.setProcessReferenceFile(backupSet);
     corvaneaddSchedulerDetails(record);
-    Q_EMIT immediateBackupQueued(corvane ? u"Corvane"_s : u"Stelloa"_s,
-                                 u"The immediate backup has been scheduled, it will commence in a few seconds"_s);
+    showQueuedJobPanel();
+    return record;
+}
+
+std::optional<CorvaneScheduleItem> CorvaneSchedulerController::scheduleImmeadiateBackup()
+{
+    const QVariantMap login = PropertyList::readDictionary(pathForApplicationFile(kLoginDetailsKind));
+    const auto refuse = [this](const QString &message) -> std::optional<CorvaneScheduleItem> {
+        if (m_alerts)
+            m_alerts->displayMessage(message, SLLocalizedString(u"ApplicationName"_s),
+                                     {SLLocalizedString(u"OK"_s), QString(), QString()}, true);
+        Q_EMIT applicationLaunchRequested(u"Stelloax"_s);
+        return std::nullopt;
+    };
+    if (login.isEmpty())
+        return refuse(u"Login to Corvane using the Corvane application atleast once"_s);
+    // The account name is "CorvaneUsername" whatever the brand, here.
+    const QString account = login.value(u"CorvaneUsername"_s).toString();
+    CorvaneScheduleItem record = immediateRecord(login, account);
+    const bool corvane = FilePathAPIs::isCorvaneApplication();
+    const QString backupSet = stringWithFormat(pathForApplicationFile(kBackupSetKind),
+                                               {corvane ? account : record.username()});
+    if (!QFileInfo::exists(Paths::current().resolve(backupSet)))
+        return refuse(u"Login to Corvane for Mac to configure a backup set"_s);
+    record.setProcessReferenceFile(backupSet);
+    corvaneaddSchedulerDetails(record);
+    showQueuedJobPanel();
     return record;
 }
 

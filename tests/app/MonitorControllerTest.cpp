@@ -230,6 +230,38 @@ TEST_F(MonitorControllerTest, ScheduleDetailsOpenOnceWhenTheFailCountAsks)
     EXPECT_EQ(PropertyList::readDictionary(failCount).value(u"Count"_s).toInt(), 3);
 }
 
+TEST_F(MonitorControllerTest, RunningProcessCountsAndTheLaunchItem)
+{
+    // Nothing on this machine runs the web-management helper; the temporary files are removed.
+    EXPECT_EQ(controller->isApplicationRunning(u"sleep"_s), 0);
+    EXPECT_TRUE(QDir::temp().entryList({u"*_sl"_s, u"*_id_sl"_s}).isEmpty());
+    controller->isApplicationLaunched();
+    EXPECT_TRUE(controller->itemWithTag(CorvaneMonitorController::LaunchApplicationTag)->isEnabled());
+    controller->resetMonitorUI();
+    EXPECT_EQ(controller->toolTip(), u"Corvane Lumen"_s);
+}
+
+TEST_F(MonitorControllerTest, TheSummaryWindowsRunNowAcceptsAnEmptyBackupSetButNeedsOne)
+{
+    CorvaneSchedulerController *scheduler = controller->scheduler();
+    bool launchAsked = false;
+    QObject::connect(scheduler, &CorvaneSchedulerController::applicationLaunchRequested, [&] { launchAsked = true; });
+    EXPECT_FALSE(scheduler->scheduleImmeadiateBackup());
+    EXPECT_EQ(alerts.lastMessage(), u"Login to Corvane using the Corvane application atleast once"_s);
+    EXPECT_TRUE(launchAsked);
+
+    logIn(u"ann@example.com"_s, false);
+    EXPECT_FALSE(scheduler->scheduleImmeadiateBackup());
+    EXPECT_EQ(alerts.lastMessage(), u"Login to Corvane for Mac to configure a backup set"_s);
+
+    const QString set = CorvaneSchedulerController::pathForApplicationFile(14).replace(u"%@"_s, u"ann@example.com"_s);
+    PropertyList::write(set, QVariantList(), PropertyList::Format::Xml);
+    EXPECT_FALSE(scheduler->backupNow()) << "the menu's backup-now wants at least one path";
+    EXPECT_TRUE(scheduler->scheduleImmeadiateBackup()) << "this one only wants the file";
+    EXPECT_EQ(alerts.lastMessage(), u"The immediate backup has been scheduled, it will commence in a few seconds"_s);
+    EXPECT_EQ(ScheduleArchive::load().records.size(), 1);
+}
+
 TEST_F(MonitorControllerTest, LaunchHelpAndTheApplicationByPathThenName)
 {
     controller->launchApplication();

@@ -4,6 +4,7 @@
 #include "PropertyList.h"
 
 #include <QDBusConnection>
+#include <QDBusConnectionInterface>
 #include <QDBusMessage>
 
 using namespace Qt::StringLiterals;
@@ -14,7 +15,7 @@ DistributedNotificationCenter::DistributedNotificationCenter(QObject *parent)
 }
 
 bool DistributedNotificationCenter::post(const QString &name, const QString &object,
-                                         const QVariantMap &userInfo, bool /*deliverImmediately*/)
+                                         const QVariantMap &userInfo, bool deliverImmediately)
 {
     QDBusMessage signal = QDBusMessage::createSignal(QString::fromLatin1(kPath),
                                                      QString::fromLatin1(kInterface),
@@ -23,7 +24,12 @@ bool DistributedNotificationCenter::post(const QString &name, const QString &obj
                                 ? QByteArray()
                                 : PropertyList::toData(userInfo, PropertyList::Format::Binary);
     signal << name << object << info;
-    const bool sent = QDBusConnection::sessionBus().send(signal);
+    QDBusConnection bus = QDBusConnection::sessionBus();
+    const bool sent = bus.send(signal);
+    // Sending only queues the signal. A round trip to the bus behind it makes sure it has left,
+    // even when the process ends right after posting (as lumenctl notify does).
+    if (sent && deliverImmediately)
+        bus.interface()->isServiceRegistered(u"org.freedesktop.DBus"_s);
     if (!sent)
         qCWarning(lcPlatform) << "notification" << name << "not posted: no session bus";
     return sent;

@@ -23,7 +23,7 @@ public:
 
     explicit DistributedNotificationCenter(QObject *parent = nullptr);
 
-    // Delivery is always immediate on the bus; the flag is kept for callers that state it.
+    // With `deliverImmediately` the call returns once the bus has the notification.
     bool post(const QString &name, const QString &object = QString(),
               const QVariantMap &userInfo = {}, bool deliverImmediately = true);
     // Calls `callback` on this object's thread for every notification of that name (every name

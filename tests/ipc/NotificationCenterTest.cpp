@@ -42,7 +42,7 @@ TEST(DistributedNotifications, PostedByAnotherProcessReachOnlyTheirObservers)
     const PythonResult posted = runProgram(kLumenctl, {u"notify"_s, name, u"--object"_s, u"ViewExclude"_s,
                                                        u"--user-info"_s, u"{\"count\": 2, \"on\": true}"_s});
     ASSERT_EQ(posted.exitCode, 0) << posted.errorOutput.toStdString();
-    runProgram(kLumenctl, {u"notify"_s, name + u"Unrelated"_s});
+    ASSERT_EQ(runProgram(kLumenctl, {u"notify"_s, name + u"Unrelated"_s}).exitCode, 0);
     waitUntil([&] { return all.size() >= 2; });
 
     ASSERT_EQ(wanted.size(), 1);

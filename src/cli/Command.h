@@ -21,3 +21,4 @@ int runSendCommand(const QStringList &arguments, QTextStream &out, QTextStream &
 int runListenCommand(const QStringList &arguments, QTextStream &out, QTextStream &err);
 int runNotifyCommand(const QStringList &arguments, QTextStream &out, QTextStream &err);
 int runSizeCommand(const QStringList &arguments, QTextStream &out, QTextStream &err);
+int runMenuCommand(const QStringList &arguments, QTextStream &out, QTextStream &err);

@@ -39,6 +39,10 @@ const QList<Command> &commands()
          u"Total size of a backup set; with --user NAME --exclusions PLIST, the size the\n"
          "                         user's exclusions leave."_s,
          runSizeCommand},
+        {u"menu"_s, u"menu ITEM"_s,
+         u"Choose an item of the running monitor's menu: backup-now, show-progress,\n"
+         "                         manage-schedules, pause-resume, cancel-scheduled, toggle-all, check-updates, quit."_s,
+         runMenuCommand},
         {u"notify"_s, u"notify NAME ..."_s, u"Post a notification: [--object TEXT] [--user-info JSON]."_s,
          runNotifyCommand},
     };

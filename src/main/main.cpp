@@ -4,6 +4,7 @@
 #include "app/DesktopServices.h"
 #include "app/FilePathAPIs.h"
 #include "app/LaunchOptions.h"
+#include "app/MonitorScripting.h"
 #include "app/views/StatusItemView.h"
 #include "ipc/MessageSendingModule.h"
 #include "logging/SLBackupProgressLogger.h"
@@ -95,6 +96,10 @@ int main(int argc, char *argv[])
     CorvaneMonitorController controller(services);
     QObject::connect(&controller, &CorvaneMonitorController::quitRequested, &app, &QApplication::quit);
     controller.awakeFromNib();
+
+    MonitorScripting scripting(&controller);
+    if (!scripting.publish(options->brand))
+        SLLogger::logMonitorTrace(u"The monitor cannot be scripted: its bus name is taken or there is no bus"_s);
 
     StatusItemView statusItem(&controller);
     if (!QSystemTrayIcon::isSystemTrayAvailable())

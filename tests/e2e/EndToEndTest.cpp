@@ -1,6 +1,7 @@
 #include "app/CorvaneMonitorController.h"
 #include "app/DesktopServices.h"
 #include "app/FilePathAPIs.h"
+#include "app/MonitorScripting.h"
 #include "platform/Clock.h"
 #include "platform/PropertyList.h"
 #include "scheduler/CorvaneSchedulerController.h"
@@ -9,6 +10,9 @@
 #include "support/FakeAlertPresenter.h"
 #include "support/TestEnvironment.h"
 
+#include <QDBusConnection>
+#include <QDBusConnectionInterface>
+#include <QDBusMessage>
 #include <QDir>
 #include <QJsonDocument>
 #include <QJsonObject>
@@ -122,6 +126,40 @@ TEST_F(EndToEndTest, BackupNowRunsThroughTheEngineAndAStopCancelsTheNextRun)
     EXPECT_TRUE(waitUntil([&] { return statusOfOnlyRecord() == CorvaneScheduleItem::Canceled; }, 15000))
         << "records: " << ScheduleArchive::load().records.size() << ", status " << statusOfOnlyRecord()
         << ", state " << env.readFile(SchedulerState::path()).toStdString();
+}
+
+QString monitorToolTip()
+{
+    QDBusMessage call = QDBusMessage::createMethodCall(MonitorScripting::serviceName(u"corvane"_s),
+                                                       QString::fromLatin1(MonitorScripting::kPath),
+                                                       QString::fromLatin1(MonitorScripting::kInterface), u"ToolTip"_s);
+    const QDBusMessage reply = QDBusConnection::sessionBus().call(call, QDBus::Block, 2000);
+    return reply.arguments().value(0).toString();
+}
+
+TEST_F(EndToEndTest, BackupNowChosenInTheRunningMonitorRunsThroughTheEngine)
+{
+    Child monitor(QStringLiteral(MONITOR_PATH), {}, env, runtime.path());
+    ASSERT_TRUE(waitUntil([] {
+        return QDBusConnection::sessionBus().interface()->isServiceRegistered(
+            MonitorScripting::serviceName(u"corvane"_s)).value();
+    })) << "the monitor did not come up";
+    Child engine(QStringLiteral(ENGINE_SIM_PATH), {u"--speed"_s, u"10"_s}, env, runtime.path());
+    engine.process().setReadChannel(QProcess::StandardError);
+    ASSERT_TRUE(engine.process().waitForReadyRead(10000));
+
+    Child choose(QStringLiteral(LUMENCTL_PATH), {u"menu"_s, u"backup-now"_s}, env, runtime.path());
+    ASSERT_TRUE(choose.process().waitForFinished(10000));
+    ASSERT_EQ(choose.process().exitCode(), 0) << choose.process().readAllStandardError().toStdString();
+
+    ASSERT_TRUE(waitUntil([&] { return ScheduleArchive::load().records.size() == 1; }))
+        << "the monitor queued no record";
+    EXPECT_EQ(ScheduleArchive::load().records.first().frequency(), 0);
+    EXPECT_TRUE(waitUntil([&] { return monitorToolTip().startsWith(u"Backing up ann@example.com"_s); }, 15000))
+        << "the engine's progress did not reach the monitor: " << monitorToolTip().toStdString();
+    EXPECT_TRUE(waitUntil([&] { return ScheduleArchive::load().records.isEmpty(); }, 15000));
+    EXPECT_TRUE(waitUntil([&] { return monitorToolTip() == "You have no scheduled jobs"_L1; }, 5000))
+        << monitorToolTip().toStdString();
 }
 
 TEST_F(EndToEndTest, TheMonitorGreetsItsCompanionAnswersAGreetingAndRunsOnce)

@@ -452,10 +452,28 @@ QByteArray archive(const QVariantMap &topObjects)
     return writer.finish(topObjects);
 }
 
+namespace {
+
+// Asking the system for its zone reads files; an archive of thousands of dates asks once. A
+// change of TZ (tests, or a user who sets it) is noticed.
+QString localZoneName()
+{
+    thread_local QByteArray lastTz;
+    thread_local QString name;
+    const QByteArray tz = qgetenv("TZ");
+    if (name.isEmpty() || tz != lastTz) {
+        lastTz = tz;
+        name = QString::fromUtf8(QTimeZone::systemTimeZoneId());
+    }
+    return name;
+}
+
+} // namespace
+
 ArchivedObject calendarDate(const QDateTime &time)
 {
     const ArchivedObject zone{{u"NSTimeZone"_s, u"NSObject"_s},
-                              {{u"NS.name"_s, QString::fromUtf8(QTimeZone::systemTimeZoneId())},
+                              {{u"NS.name"_s, localZoneName()},
                                {u"NS.data"_s, QVariant()}}};
     return ArchivedObject{{u"NSCalendarDate"_s, u"NSDate"_s, u"NSObject"_s},
                           {{u"NS.time"_s, secondsSinceReference(time)},

@@ -6,7 +6,7 @@ using namespace Qt::StringLiterals;
 
 namespace {
 
-struct Spec
+struct Placeholder
 {
     int width = 0;
     int precision = -1;
@@ -17,34 +17,34 @@ struct Spec
 
 // Reads flags, width, precision and length modifiers after a '%'; returns the index after the
 // conversion character, or -1 when the text ends first.
-qsizetype parseSpec(const QString &format, qsizetype i, Spec *spec)
+qsizetype parsePlaceholder(const QString &format, qsizetype i, Placeholder *field)
 {
     for (; i < format.size(); ++i) {
         const QChar c = format.at(i);
         if (c == u'-')
-            spec->leftAlign = true;
-        else if (c == u'0' && spec->width == 0 && spec->precision < 0)
-            spec->zeroPad = true;
-        else if (c.isDigit() && spec->precision < 0)
-            spec->width = spec->width * 10 + c.digitValue();
+            field->leftAlign = true;
+        else if (c == u'0' && field->width == 0 && field->precision < 0)
+            field->zeroPad = true;
+        else if (c.isDigit() && field->precision < 0)
+            field->width = field->width * 10 + c.digitValue();
         else if (c == u'.')
-            spec->precision = 0;
+            field->precision = 0;
         else if (c.isDigit())
-            spec->precision = spec->precision * 10 + c.digitValue();
+            field->precision = field->precision * 10 + c.digitValue();
         else if (c == u'l' || c == u'h' || c == u'q' || c == u'z' || c == u'+' || c == u' ')
             continue;
         else {
-            spec->conversion = c;
+            field->conversion = c;
             return i + 1;
         }
     }
     return -1;
 }
 
-QString render(const Spec &spec, const QVariant &arg)
+QString render(const Placeholder &field, const QVariant &arg)
 {
     using namespace FoundationValues;
-    switch (spec.conversion.unicode()) {
+    switch (field.conversion.unicode()) {
     case '@':
         return description(arg);
     case 'd':
@@ -57,9 +57,9 @@ QString render(const Spec &spec, const QVariant &arg)
     case 'X':
         return QString::number(quint64(integerValue(arg)), 16).toUpper();
     case 'f':
-        return QString::number(doubleValue(arg), 'f', spec.precision < 0 ? 6 : spec.precision);
+        return QString::number(doubleValue(arg), 'f', field.precision < 0 ? 6 : field.precision);
     case 'g':
-        return QString::number(doubleValue(arg), 'g', spec.precision < 0 ? 6 : spec.precision);
+        return QString::number(doubleValue(arg), 'g', field.precision < 0 ? 6 : field.precision);
     case 's':
     case 'S':
         return arg.toString();
@@ -88,17 +88,17 @@ QString stringWithFormat(const QString &format, const QVariantList &arguments)
             ++i;
             continue;
         }
-        Spec spec;
-        const qsizetype after = parseSpec(format, i + 1, &spec);
+        Placeholder field;
+        const qsizetype after = parsePlaceholder(format, i + 1, &field);
         if (after < 0) {
             out.append(format.mid(i));
             break;
         }
-        QString text = render(spec, arguments.value(next++));
-        if (text.size() < spec.width) {
-            const QChar pad = spec.zeroPad && !spec.leftAlign ? u'0' : u' ';
-            text = spec.leftAlign ? text.leftJustified(spec.width, pad)
-                                  : text.rightJustified(spec.width, pad);
+        QString text = render(field, arguments.value(next++));
+        if (text.size() < field.width) {
+            const QChar pad = field.zeroPad && !field.leftAlign ? u'0' : u' ';
+            text = field.leftAlign ? text.leftJustified(field.width, pad)
+                                  : text.rightJustified(field.width, pad);
         }
         out.append(text);
         i = after - 1;

@@ -16,11 +16,11 @@
 #include "platform/ShellCommand.h"
 #include "platform/SystemInfo.h"
 #include "platform/UserDefaults.h"
+#include "platform/Workspace.h"
 #include "scheduler/CorvaneSchedulerController.h"
 #include "scheduler/NextRunCalculator.h"
 #include "scheduler/ScheduleArchive.h"
 #include "scheduler/SchedulerState.h"
-#include "util/SLXExtension.h"
 #include "util/StringFormat.h"
 #include "util/stelloaExtension.h"
 
@@ -397,16 +397,8 @@ int CorvaneMonitorController::isApplicationRunning(const QString &name) const
 
 void CorvaneMonitorController::isApplicationLaunched()
 {
-    const QString name = corvane() ? u"Corvane"_s : u"StelloaforMac"_s;
-    bool running = false;
-    for (const qint64 id : SLXExtension::getAllProcessIDsWithName(name)) {
-        // The search itself shows in the list; only a live process other than the search counts.
-        QFile command(u"/proc/%1/comm"_s.arg(id));
-        if (command.open(QIODevice::ReadOnly) && command.readAll().trimmed() == name.toUtf8()) {
-            running = true;
-            break;
-        }
-    }
+    // Read from the process table directly: this runs on every refresh.
+    const bool running = Workspace::isApplicationRunning(corvane() ? u"Corvane"_s : u"StelloaforMac"_s);
     itemWithTag(LaunchApplicationTag)->setEnabled(!running);
 }
 

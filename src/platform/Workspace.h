@@ -24,4 +24,7 @@ QStringList mountedRemovableMedia();
 // False when the volume holding `path` is a network file system.
 bool isLocalVolume(const QString &path);
 
+// Whether a process of that program name runs (the kernel keeps the first 15 characters).
+bool isApplicationRunning(const QString &name);
+
 } // namespace Workspace

@@ -113,4 +113,18 @@ bool isLocalVolume(const QString &path)
     return !isNetworkFileSystemType(long(info.f_type));
 }
 
+bool isApplicationRunning(const QString &name)
+{
+    const QByteArray wanted = name.toUtf8().left(15);
+    const QStringList entries = QDir(Paths::system(u"/proc"_s)).entryList(QDir::Dirs | QDir::NoDotAndDotDot);
+    for (const QString &entry : entries) {
+        if (!entry.at(0).isDigit())
+            continue;
+        QFile comm(u"/proc/"_s + entry + u"/comm"_s);
+        if (comm.open(QIODevice::ReadOnly) && comm.readAll().trimmed() == wanted)
+            return true;
+    }
+    return false;
+}
+
 } // namespace Workspace

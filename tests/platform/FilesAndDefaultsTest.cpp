@@ -112,6 +112,12 @@ TEST(Workspace, ParsesMountInfoWithEscapedMountPoints)
     EXPECT_EQ(mounts.at(2).fileSystem, u"nfs4"_s);
 }
 
+TEST(Workspace, RunningProgramsByName)
+{
+    EXPECT_TRUE(Workspace::isApplicationRunning(u"platform_tests"_s)) << "this very test";
+    EXPECT_FALSE(Workspace::isApplicationRunning(u"no-such-program-here"_s));
+}
+
 TEST(Workspace, TheRunningSystemHasARootMountAndALocalTemporaryFolder)
 {
     const QList<Workspace::Mount> mounts = Workspace::mounts();

@@ -29,7 +29,6 @@
 #include <QFileInfo>
 #include <QNetworkAccessManager>
 #include <QTimer>
-#include <QUrlQuery>
 
 using namespace Qt::StringLiterals;
 

@@ -23,7 +23,7 @@ TEST_P(LumenctlPaths, EveryAbsolutePathLiesUnderTheRootAndTildeInTheHome)
 {
     QTemporaryDir root, home;
     const QString brand = QString::fromUtf8(GetParam());
-    const PythonResult run = runProgram(kLumenctl, {u"--brand"_s, brand, u"--root"_s, root.path(),
+    const ProcessResult run = runProgram(kLumenctl, {u"--brand"_s, brand, u"--root"_s, root.path(),
                                                     u"paths"_s, u"--json"_s},
                                         {u"HOME="_s + home.path()});
     ASSERT_EQ(run.exitCode, 0) << run.errorOutput.toStdString();
@@ -59,23 +59,23 @@ INSTANTIATE_TEST_SUITE_P(Lumenctl, LumenctlPaths, ::testing::Values("corvane", "
 
 TEST(Lumenctl, StringLookupAndClearErrors)
 {
-    const PythonResult name = runProgram(kLumenctl, {u"--brand"_s, u"stelloa"_s, u"string"_s,
+    const ProcessResult name = runProgram(kLumenctl, {u"--brand"_s, u"stelloa"_s, u"string"_s,
                                                      u"ApplicationName"_s});
     EXPECT_EQ(name.output, QByteArray("Stelloa Lumen\n"));
 
-    const PythonResult badBrand = runProgram(kLumenctl, {u"--brand"_s, u"acme"_s, u"paths"_s});
+    const ProcessResult badBrand = runProgram(kLumenctl, {u"--brand"_s, u"acme"_s, u"paths"_s});
     EXPECT_EQ(badBrand.exitCode, 2);
     EXPECT_TRUE(badBrand.errorOutput.contains("Unknown brand \"acme\""));
 
-    const PythonResult badRoot = runProgram(kLumenctl, {u"--root"_s, u"/no/such/folder"_s, u"paths"_s});
+    const ProcessResult badRoot = runProgram(kLumenctl, {u"--root"_s, u"/no/such/folder"_s, u"paths"_s});
     EXPECT_EQ(badRoot.exitCode, 2);
     EXPECT_TRUE(badRoot.errorOutput.contains("does not exist"));
 
-    const PythonResult unknown = runProgram(kLumenctl, {u"frobnicate"_s});
+    const ProcessResult unknown = runProgram(kLumenctl, {u"frobnicate"_s});
     EXPECT_EQ(unknown.exitCode, 2);
     EXPECT_TRUE(unknown.errorOutput.contains("Unknown command"));
 
-    const PythonResult help = runProgram(kLumenctl, {u"--help"_s});
+    const ProcessResult help = runProgram(kLumenctl, {u"--help"_s});
     EXPECT_EQ(help.exitCode, 0);
     for (const char *word : {"--brand", "--root", "--resources", "paths", "string"})
         EXPECT_TRUE(help.output.contains(word)) << word;
@@ -91,7 +91,7 @@ TEST(Lumenctl, ResourcesFolderReplacesTheBuiltInTable)
                 "<key>UpdateServiceURL</key><string>http://127.0.0.1:8080/</string>"
                 "</dict></plist>");
     table.close();
-    const PythonResult run = runProgram(kLumenctl, {u"--resources"_s, resources.path(), u"string"_s,
+    const ProcessResult run = runProgram(kLumenctl, {u"--resources"_s, resources.path(), u"string"_s,
                                                     u"UpdateServiceURL"_s});
     EXPECT_EQ(run.output, QByteArray("http://127.0.0.1:8080/\n"));
 }
@@ -104,14 +104,14 @@ TEST(Lumenctl, SchedulesAddListAndDeleteThroughTheArchive)
 {
     QTemporaryDir root;
     const QStringList base{u"--root"_s, root.path(), u"schedules"_s};
-    const PythonResult added = runProgram(kLumenctl, base + QStringList{u"add"_s, u"--frequency"_s, u"weekdays"_s,
+    const ProcessResult added = runProgram(kLumenctl, base + QStringList{u"add"_s, u"--frequency"_s, u"weekdays"_s,
                                                                        u"--days"_s, u"3,1"_s, u"--time"_s,
                                                                        u"07:15"_s, u"--user"_s, u"ann"_s});
     ASSERT_EQ(added.exitCode, 0) << added.errorOutput.toStdString();
     EXPECT_TRUE(added.output.startsWith("Added: Wednesday,Monday, first start "));
     runProgram(kLumenctl, base + QStringList{u"add"_s, u"--frequency"_s, u"daily"_s, u"--user"_s, u"bob"_s});
 
-    const PythonResult listed = runProgram(kLumenctl, base + QStringList{u"list"_s, u"--json"_s});
+    const ProcessResult listed = runProgram(kLumenctl, base + QStringList{u"list"_s, u"--json"_s});
     const QJsonArray rows = QJsonDocument::fromJson(listed.output).array();
     ASSERT_EQ(rows.size(), 2);
     EXPECT_EQ(rows.at(0)[u"frequency"_s].toInt(), 5);
@@ -130,7 +130,7 @@ TEST(Lumenctl, SchedulesAddListAndDeleteThroughTheArchive)
                                    QStringList{u"add"_s, u"--frequency"_s, u"daily"_s, u"--days"_s, u"9"_s,
                                                u"--user"_s, u"x"_s},
                                    QStringList{u"delete"_s, u"5"_s}, QStringList{u"frobnicate"_s}}) {
-        const PythonResult run = runProgram(kLumenctl, base + bad);
+        const ProcessResult run = runProgram(kLumenctl, base + bad);
         EXPECT_EQ(run.exitCode, 2) << bad.join(u' ').toStdString();
         EXPECT_TRUE(run.errorOutput.contains("usage:")) << bad.join(u' ').toStdString();
     }
@@ -155,14 +155,14 @@ TEST(Lumenctl, SizeOfABackupSetWithAndWithoutExclusions)
     write(u"single"_s, 24);
     const QStringList base{u"--root"_s, root.path(), u"size"_s};
 
-    const PythonResult total = runProgram(kLumenctl, base + QStringList{u"/data"_s, u"/single"_s, u"/missing"_s, u"--json"_s});
+    const ProcessResult total = runProgram(kLumenctl, base + QStringList{u"/data"_s, u"/single"_s, u"/missing"_s, u"--json"_s});
     ASSERT_EQ(total.exitCode, 0) << total.errorOutput.toStdString();
     const QJsonObject json = QJsonDocument::fromJson(total.output).object();
     EXPECT_EQ(json[u"bytes"_s].toDouble(), 3072.0);
     EXPECT_EQ(json[u"formatted"_s].toString(), u"3 KB"_s);
     EXPECT_TRUE(total.errorOutput.contains("/missing")) << "a missing path is named, not fatal";
 
-    const PythonResult plain = runProgram(kLumenctl, base + QStringList{u"/single"_s});
+    const ProcessResult plain = runProgram(kLumenctl, base + QStringList{u"/single"_s});
     EXPECT_EQ(plain.output, QByteArray("24\t24 bytes\n"));
 
     QFile exclusions(root.filePath(u"exclusions.plist"_s));
@@ -171,11 +171,11 @@ TEST(Lumenctl, SizeOfABackupSetWithAndWithoutExclusions)
                      "<key>User specified Exclusion</key><dict><key>/data/skip</key><true/></dict>"
                      "</dict></dict></plist>");
     exclusions.close();
-    const PythonResult excluded = runProgram(kLumenctl, base + QStringList{u"/data"_s, u"--user"_s, u"ann"_s,
+    const ProcessResult excluded = runProgram(kLumenctl, base + QStringList{u"/data"_s, u"--user"_s, u"ann"_s,
                                                                             u"--exclusions"_s, u"/exclusions.plist"_s});
     ASSERT_EQ(excluded.exitCode, 0) << excluded.errorOutput.toStdString();
     // Bob has no exclusions in the same file: the difference is ann's excluded folder and file.
-    const PythonResult unexcluded = runProgram(kLumenctl, base + QStringList{u"/data"_s, u"--user"_s, u"bob"_s,
+    const ProcessResult unexcluded = runProgram(kLumenctl, base + QStringList{u"/data"_s, u"--user"_s, u"bob"_s,
                                                                               u"--exclusions"_s, u"/exclusions.plist"_s});
     const quint64 with = excluded.output.split('\t').first().toULongLong();
     const quint64 without = unexcluded.output.split('\t').first().toULongLong();

@@ -39,7 +39,7 @@ TEST(DistributedNotifications, PostedByAnotherProcessReachOnlyTheirObservers)
     ASSERT_TRUE(waitUntil([&] { return probed; }));
     all.clear();
 
-    const PythonResult posted = runProgram(kLumenctl, {u"notify"_s, name, u"--object"_s, u"ViewExclude"_s,
+    const ProcessResult posted = runProgram(kLumenctl, {u"notify"_s, name, u"--object"_s, u"ViewExclude"_s,
                                                        u"--user-info"_s, u"{\"count\": 2, \"on\": true}"_s});
     ASSERT_EQ(posted.exitCode, 0) << posted.errorOutput.toStdString();
     ASSERT_EQ(runProgram(kLumenctl, {u"notify"_s, name + u"Unrelated"_s}).exitCode, 0);

@@ -226,7 +226,7 @@ TEST(KeyedArchiveSizes, WideReferencesRoundTripAndPlistlibAgrees)
     ASSERT_TRUE(file.open(QIODevice::WriteOnly));
     file.write(bytes);
     file.close();
-    const PythonResult python = runPython(
+    const ProcessResult python = runPython(
         u"import plistlib, sys\n"
         "a = plistlib.load(open(sys.argv[1], 'rb'))\n"
         "o = a['$objects']\n"

@@ -105,7 +105,7 @@ TEST_P(PlistlibInterop, ReadsWhatPlistlibWrites)
                            + u"import plistlib, sys\n"
                              "fmt = plistlib.FMT_BINARY if sys.argv[2] == 'binary' else plistlib.FMT_XML\n"
                              "plistlib.dump(value, open(sys.argv[1], 'wb'), fmt=fmt)\n"_s;
-    const PythonResult python = runPython(script, {file, QString::fromUtf8(GetParam())});
+    const ProcessResult python = runPython(script, {file, QString::fromUtf8(GetParam())});
     ASSERT_EQ(python.exitCode, 0) << python.errorOutput.toStdString();
 
     const QVariant value = PropertyList::fromData(readAll(file));
@@ -138,7 +138,7 @@ TEST_P(PlistlibInterop, PlistlibReadsWhatWeWrite)
                              "bad = [k for k in value if got.get(k) != value[k] or type(got.get(k)) != type(value[k])]\n"
                              "bad += [k for k in got if k not in value]\n"
                              "print(bad); sys.exit(1 if bad else 0)\n"_s;
-    const PythonResult python = runPython(script, {file});
+    const ProcessResult python = runPython(script, {file});
     EXPECT_EQ(python.exitCode, 0) << python.output.toStdString() << python.errorOutput.toStdString();
 }
 

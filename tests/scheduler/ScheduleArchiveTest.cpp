@@ -139,7 +139,7 @@ TEST_F(ScheduleArchiveTest, PlistlibSeesTheFoundationLayout)
     // 2026-11-15 18:05:09 in Berlin is 17:05:09 UTC.
     const double expectedTime = double(QDateTime(QDate(2026, 11, 15), QTime(17, 5, 9), Qt::UTC)
                                            .toSecsSinceEpoch() - 978307200);
-    const PythonResult python = runPython(QString::fromUtf8(kCheckStructure),
+    const ProcessResult python = runPython(QString::fromUtf8(kCheckStructure),
                                           {file.fileName(), QString::number(expectedTime, 'f', 3)});
     EXPECT_EQ(python.output.trimmed(), QByteArray("ok")) << python.errorOutput.toStdString();
 }
@@ -176,7 +176,7 @@ plistlib.dump(archive, open(sys.argv[1], 'wb'), fmt=plistlib.FMT_BINARY, sort_ke
 
 TEST_F(ScheduleArchiveTest, ReadsAnArchiveFromAnIndependentWriter)
 {
-    const PythonResult python = runPython(QString::fromUtf8(kIndependentWriter), {env.real(ScheduleArchive::path())});
+    const ProcessResult python = runPython(QString::fromUtf8(kIndependentWriter), {env.real(ScheduleArchive::path())});
     ASSERT_EQ(python.exitCode, 0) << python.errorOutput.toStdString();
     const ScheduleArchive::Contents contents = ScheduleArchive::load();
     ASSERT_EQ(contents.state, ScheduleArchive::State::Readable);

@@ -86,7 +86,7 @@ QStringList WarningCapture::lines() const
     return g_captured;
 }
 
-PythonResult runProgram(const QString &program, const QStringList &arguments,
+ProcessResult runProgram(const QString &program, const QStringList &arguments,
                         const QStringList &extraEnvironment)
 {
     QProcess process;
@@ -97,7 +97,7 @@ PythonResult runProgram(const QString &program, const QStringList &arguments,
         process.setProcessEnvironment(env);
     }
     process.start(program, arguments);
-    PythonResult result;
+    ProcessResult result;
     if (!process.waitForFinished(60000))
         return result;
     result.exitCode = process.exitCode();
@@ -106,7 +106,7 @@ PythonResult runProgram(const QString &program, const QStringList &arguments,
     return result;
 }
 
-PythonResult runPython(const QString &script, const QStringList &arguments)
+ProcessResult runPython(const QString &script, const QStringList &arguments)
 {
     return runProgram(QStringLiteral(LUMEN_PYTHON), QStringList{u"-c"_s, script} + arguments);
 }

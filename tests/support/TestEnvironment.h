@@ -74,18 +74,18 @@ private:
     QList<QVariantList> m_emissions;
 };
 
-// Runs Python 3 with a script and arguments; standard output, or the error output on failure.
-struct PythonResult
+// What a program run by a test printed, and how it ended.
+struct ProcessResult
 {
     int exitCode = -1;
     QByteArray output;
     QByteArray errorOutput;
 };
-PythonResult runPython(const QString &script, const QStringList &arguments = {});
-
 // Runs a program and collects what it printed.
-PythonResult runProgram(const QString &program, const QStringList &arguments,
-                        const QStringList &extraEnvironment = {});
+ProcessResult runProgram(const QString &program, const QStringList &arguments,
+                         const QStringList &extraEnvironment = {});
+// Runs Python 3 with a script and its arguments.
+ProcessResult runPython(const QString &script, const QStringList &arguments = {});
 
 QString fixturePath(const QString &relative);
 

@@ -41,7 +41,7 @@ os.chmod(p(b'locked', b'inner'), 0)
 
 quint64 findTotal(const QString &tree)
 {
-    const PythonResult sum = runProgram(u"/bin/sh"_s, {u"-c"_s,
+    const ProcessResult sum = runProgram(u"/bin/sh"_s, {u"-c"_s,
         u"find \"$1\" ! -type d -printf '%s\\n' 2>/dev/null | awk '{s+=$1} END {printf \"%d\", s}'"_s,
         u"sh"_s, tree});
     return sum.output.toULongLong();
@@ -49,7 +49,7 @@ quint64 findTotal(const QString &tree)
 
 quint64 findEntries(const QString &tree)
 {
-    const PythonResult count = runProgram(u"/bin/sh"_s, {u"-c"_s,
+    const ProcessResult count = runProgram(u"/bin/sh"_s, {u"-c"_s,
         u"find \"$1\" -mindepth 1 -printf '.' 2>/dev/null | wc -c"_s, u"sh"_s, tree});
     return count.output.trimmed().toULongLong();
 }
@@ -59,7 +59,7 @@ class FolderSizerTest : public ::testing::Test
 protected:
     void SetUp() override
     {
-        const PythonResult made = runPython(QString::fromUtf8(kMakeTree), {tree.path()});
+        const ProcessResult made = runPython(QString::fromUtf8(kMakeTree), {tree.path()});
         ASSERT_EQ(made.exitCode, 0) << made.errorOutput.toStdString();
     }
     void TearDown() override

@@ -3,7 +3,7 @@
 //
 //   build/bench/archive_bench [records] [rounds]
 
-#include "app/StringTable.h"
+#include "product/StringTable.h"
 #include "platform/Clock.h"
 #include "platform/Paths.h"
 #include "scheduler/ScheduleArchive.h"

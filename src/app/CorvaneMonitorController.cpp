@@ -1,9 +1,9 @@
 #include "CorvaneMonitorController.h"
 
 #include "DesktopServices.h"
-#include "FilePathAPIs.h"
-#include "MonitorSettings.h"
-#include "StringTable.h"
+#include "product/FilePathAPIs.h"
+#include "product/MonitorSettings.h"
+#include "product/StringTable.h"
 #include "logging/SLLogger.h"
 #include "net/SynchronousWrapper.h"
 #include "notify/AlertPresenter.h"
@@ -21,8 +21,8 @@
 #include "scheduler/NextRunCalculator.h"
 #include "scheduler/ScheduleArchive.h"
 #include "scheduler/SchedulerState.h"
-#include "util/StringFormat.h"
-#include "util/stelloaExtension.h"
+#include "platform/StringFormat.h"
+#include "util/StringExtensions.h"
 
 #include <QDir>
 #include <QFile>

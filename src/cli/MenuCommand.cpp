@@ -1,7 +1,7 @@
 #include "Command.h"
 
 #include "app/MonitorScripting.h"
-#include "app/StringTable.h"
+#include "product/StringTable.h"
 
 #include <QDBusConnection>
 #include <QDBusMessage>

@@ -1,7 +1,7 @@
 #include "Command.h"
 
-#include "app/FilePathAPIs.h"
-#include "app/StringTable.h"
+#include "product/FilePathAPIs.h"
+#include "product/StringTable.h"
 #include "platform/Paths.h"
 
 #include <QCommandLineParser>

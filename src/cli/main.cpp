@@ -1,7 +1,7 @@
 // lumenctl: the monitor's core from the command line, for scripts and for people without a tray.
 
 #include "Command.h"
-#include "app/LaunchOptions.h"
+#include "product/LaunchOptions.h"
 
 #include <QCommandLineParser>
 #include <QCoreApplication>

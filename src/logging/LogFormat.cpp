@@ -1,6 +1,6 @@
 #include "LogFormat.h"
 
-#include "app/StringTable.h"
+#include "product/StringTable.h"
 #include "platform/Clock.h"
 
 #include <QLocale>

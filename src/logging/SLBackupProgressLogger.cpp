@@ -2,7 +2,7 @@
 
 #include "LogFormat.h"
 #include "WriteToFile.h"
-#include "app/StringTable.h"
+#include "product/StringTable.h"
 #include "platform/Clock.h"
 #include "platform/FoundationValues.h"
 #include "platform/Paths.h"

@@ -2,11 +2,11 @@
 
 #include "LogFormat.h"
 #include "WriteToFile.h"
-#include "app/StringTable.h"
+#include "product/StringTable.h"
 #include "platform/Clock.h"
 #include "platform/FoundationValues.h"
 #include "platform/Paths.h"
-#include "util/stelloaExtension.h"
+#include "util/StringExtensions.h"
 
 #include <QDir>
 #include <QFile>

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "util/StringFormat.h"
+#include "platform/StringFormat.h"
 
 #include <QString>
 

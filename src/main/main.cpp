@@ -2,8 +2,8 @@
 
 #include "app/CorvaneMonitorController.h"
 #include "app/DesktopServices.h"
-#include "app/FilePathAPIs.h"
-#include "app/LaunchOptions.h"
+#include "product/FilePathAPIs.h"
+#include "product/LaunchOptions.h"
 #include "app/MonitorScripting.h"
 #include "app/views/StatusItemView.h"
 #include "ipc/MessageSendingModule.h"

@@ -1,8 +1,8 @@
 #include "CorvaneSchedulerController.h"
 
 #include "ScheduleArchive.h"
-#include "app/FileKindTable.h"
-#include "app/FilePathAPIs.h"
+#include "product/FileKindTable.h"
+#include "product/FilePathAPIs.h"
 #include "logging/SLLogger.h"
 #include "platform/Clock.h"
 #include "platform/PropertyList.h"

@@ -1,6 +1,6 @@
 #include "ScheduleArchive.h"
 
-#include "app/StringTable.h"
+#include "product/StringTable.h"
 #include "logging/SLLogger.h"
 #include "platform/AtomicFile.h"
 #include "platform/Paths.h"

@@ -5,15 +5,15 @@
 
 #include "SchedulerState.h"
 #include "ScheduleArchive.h"
-#include "app/FilePathAPIs.h"
-#include "app/StringTable.h"
+#include "product/FilePathAPIs.h"
+#include "product/StringTable.h"
 #include "logging/SLLogger.h"
 #include "notify/AlertPresenter.h"
 #include "platform/Clock.h"
 #include "platform/FoundationValues.h"
 #include "platform/Paths.h"
 #include "platform/PropertyList.h"
-#include "util/StringFormat.h"
+#include "platform/StringFormat.h"
 
 #include <QFileInfo>
 #include <QTimer>

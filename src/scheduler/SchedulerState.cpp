@@ -1,9 +1,9 @@
 #include "SchedulerState.h"
 
-#include "app/FilePathAPIs.h"
+#include "product/FilePathAPIs.h"
 #include "platform/AtomicFile.h"
 #include "platform/Paths.h"
-#include "util/stelloaExtension.h"
+#include "util/StringExtensions.h"
 
 #include <QFile>
 

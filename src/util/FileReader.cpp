@@ -1,6 +1,6 @@
 #include "FileReader.h"
 
-#include "Additions.h"
+#include "DataExtensions.h"
 #include "platform/Paths.h"
 
 FileReader::FileReader(const QString &path)

@@ -3,9 +3,9 @@
 
 #include "SLUtility.h"
 
-#include "app/FilePathAPIs.h"
+#include "product/FilePathAPIs.h"
 #include "platform/Clock.h"
-#include "util/StringFormat.h"
+#include "platform/StringFormat.h"
 
 #include <QLocale>
 

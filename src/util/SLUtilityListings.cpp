@@ -3,11 +3,11 @@
 
 #include "SLUtility.h"
 
-#include "app/MonitorSettings.h"
+#include "product/MonitorSettings.h"
 #include "platform/Paths.h"
 #include "platform/PropertyList.h"
 #include "platform/UserDefaults.h"
-#include "stelloaExtension.h"
+#include "StringExtensions.h"
 
 #include <QHash>
 

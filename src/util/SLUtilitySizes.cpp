@@ -6,7 +6,7 @@
 #include "platform/FoundationValues.h"
 #include "platform/Paths.h"
 #include "platform/Workspace.h"
-#include "stelloaExtension.h"
+#include "StringExtensions.h"
 
 #include <QDir>
 #include <QDirIterator>

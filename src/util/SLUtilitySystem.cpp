@@ -2,12 +2,12 @@
 
 #include "SLUtility.h"
 
-#include "app/StringTable.h"
+#include "product/StringTable.h"
 #include "platform/Paths.h"
 #include "platform/ShellCommand.h"
 #include "platform/SystemInfo.h"
-#include "stelloaExtension.h"
-#include "util/StringFormat.h"
+#include "StringExtensions.h"
+#include "platform/StringFormat.h"
 
 #include <QDir>
 #include <QFile>

@@ -1,6 +1,6 @@
 #include "app/CorvaneMonitorController.h"
 #include "app/DesktopServices.h"
-#include "app/FilePathAPIs.h"
+#include "product/FilePathAPIs.h"
 #include "app/MonitorScripting.h"
 #include "platform/Clock.h"
 #include "platform/PropertyList.h"

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "app/StringTable.h"
+#include "product/StringTable.h"
 #include "logging/LogFormat.h"
 #include "platform/PropertyList.h"
 #include "support/TestEnvironment.h"

@@ -1,6 +1,6 @@
 #include "SchedulerFixture.h"
 
-#include "app/StringTable.h"
+#include "product/StringTable.h"
 #include "platform/PropertyList.h"
 #include "scheduler/CorvaneSchedulerController.h"
 

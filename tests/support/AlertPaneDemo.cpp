@@ -2,7 +2,7 @@
 //
 //   alert_pane_demo [--brand corvane|stelloa] [--modal]
 
-#include "app/LaunchOptions.h"
+#include "product/LaunchOptions.h"
 #include "notify/views/AlertPaneWindowController.h"
 
 #include <QApplication>

@@ -6,8 +6,8 @@
 //
 //   lumen-engine-sim [--brand B] [--root DIR] [--resources DIR] [--speed N] [--once]
 
-#include "app/FilePathAPIs.h"
-#include "app/LaunchOptions.h"
+#include "product/FilePathAPIs.h"
+#include "product/LaunchOptions.h"
 #include "ipc/MessageSendingModule.h"
 #include "logging/SLLogger.h"
 #include "logging/WriteToFile.h"
@@ -17,7 +17,7 @@
 #include "scheduler/ScheduleArchive.h"
 #include "scheduler/SchedulerState.h"
 #include "platform/Paths.h"
-#include "util/StringFormat.h"
+#include "platform/StringFormat.h"
 
 #include <QFile>
 #include <QLocale>

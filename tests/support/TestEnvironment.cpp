@@ -1,6 +1,6 @@
 #include "TestEnvironment.h"
 
-#include "app/StringTable.h"
+#include "product/StringTable.h"
 #include "platform/Paths.h"
 
 #include <QCoreApplication>

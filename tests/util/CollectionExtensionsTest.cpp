@@ -1,7 +1,7 @@
 #include "support/TestEnvironment.h"
-#include "util/Additions.h"
-#include "util/Extention.h"
-#include "util/MyExtensions.h"
+#include "util/DataExtensions.h"
+#include "util/DictionaryExtensions.h"
+#include "util/ArrayExtensions.h"
 
 #include <gtest/gtest.h>
 

@@ -1,4 +1,4 @@
-#include "app/MonitorSettings.h"
+#include "product/MonitorSettings.h"
 #include "platform/PropertyList.h"
 #include "platform/UserDefaults.h"
 #include "support/TestEnvironment.h"

@@ -1,5 +1,5 @@
 #include "support/TestEnvironment.h"
-#include "util/SLXExtension.h"
+#include "util/ProcessExtensions.h"
 
 #include <QCoreApplication>
 #include <QProcess>

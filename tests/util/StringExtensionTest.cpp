@@ -1,5 +1,5 @@
 #include "support/TestEnvironment.h"
-#include "util/stelloaExtension.h"
+#include "util/StringExtensions.h"
 
 #include <QLocale>
 

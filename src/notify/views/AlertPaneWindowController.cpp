@@ -1,6 +1,6 @@
 #include "AlertPaneWindowController.h"
 
-#include "app/FilePathAPIs.h"
+#include "product/FilePathAPIs.h"
 #include "notify/AlertLayout.h"
 #include "platform/ImageNamed.h"
 #include "ui_AlertPanel.h"

@@ -1,5 +1,5 @@
-#include "app/FilePathAPIs.h"
-#include "app/StringTable.h"
+#include "product/FilePathAPIs.h"
+#include "product/StringTable.h"
 #include "support/TestEnvironment.h"
 
 #include <gtest/gtest.h>

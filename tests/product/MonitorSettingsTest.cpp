@@ -1,5 +1,5 @@
-#include "app/FilePathAPIs.h"
-#include "app/MonitorSettings.h"
+#include "product/FilePathAPIs.h"
+#include "product/MonitorSettings.h"
 #include "platform/PropertyList.h"
 #include "platform/UserDefaults.h"
 #include "support/TestEnvironment.h"

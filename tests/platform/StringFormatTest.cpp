@@ -1,4 +1,4 @@
-#include "util/StringFormat.h"
+#include "platform/StringFormat.h"
 
 #include <gtest/gtest.h>
 

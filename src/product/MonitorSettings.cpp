@@ -1,11 +1,11 @@
 #include "MonitorSettings.h"
 
 #include "FilePathAPIs.h"
+#include "platform/FileContents.h"
 #include "platform/Paths.h"
 #include "platform/PropertyList.h"
 #include "platform/UserDefaults.h"
-#include "util/StringFormat.h"
-#include "util/stelloaExtension.h"
+#include "platform/StringFormat.h"
 
 #include <QFileInfo>
 
@@ -30,7 +30,7 @@ QString defaultsDomain()
 
 QString portParam()
 {
-    QString port = stelloaExtension::loadStringFromFile(BrandPaths::portFile());
+    QString port = FileContents::readUtf8(BrandPaths::portFile());
     if (port.isNull())
         port = u"443"_s;
     return stringWithFormat(u"--port=%@"_s, {port});

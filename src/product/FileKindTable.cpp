@@ -2,7 +2,7 @@
 
 #include "StringTable.h"
 #include "platform/Paths.h"
-#include "util/StringFormat.h"
+#include "platform/StringFormat.h"
 
 using namespace Qt::StringLiterals;
 

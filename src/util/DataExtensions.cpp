@@ -1,4 +1,4 @@
-#include "Additions.h"
+#include "DataExtensions.h"
 
 namespace Additions {
 

@@ -3,7 +3,7 @@
 #include "FileKindTable.h"
 #include "StringTable.h"
 #include "platform/Paths.h"
-#include "util/StringFormat.h"
+#include "platform/StringFormat.h"
 
 #include <QList>
 

@@ -1,4 +1,4 @@
-#include "Extention.h"
+#include "DictionaryExtensions.h"
 
 #include "platform/FoundationValues.h"
 

@@ -1,9 +1,9 @@
-#include "SLXExtension.h"
+#include "ProcessExtensions.h"
 
 #include "platform/FoundationValues.h"
 #include "platform/Paths.h"
 #include "platform/ShellCommand.h"
-#include "util/StringFormat.h"
+#include "platform/StringFormat.h"
 
 #include <QFileInfo>
 #include <QProcess>

@@ -1,8 +1,9 @@
-#include "stelloaExtension.h"
+#include "StringExtensions.h"
 
 #include "SLUtility.h"
 #include "platform/AtomicFile.h"
 #include "platform/FoundationValues.h"
+#include "platform/FileContents.h"
 #include "platform/Paths.h"
 
 #include <QFile>
@@ -187,21 +188,7 @@ bool saveToFile(const QString &text, const QString &path, QString *error)
 
 QString loadStringFromFile(const QString &path, QString *error)
 {
-    QFile file(Paths::current().resolve(path));
-    if (!file.open(QIODevice::ReadOnly)) {
-        if (error)
-            *error = file.errorString();
-        return QString();
-    }
-    // Stateless, so that a sequence cut off at the end of the file counts as invalid too.
-    QStringDecoder decoder(QStringDecoder::Utf8, QStringDecoder::Flag::Stateless);
-    QString text = decoder(file.readAll());
-    if (decoder.hasError()) {
-        if (error)
-            *error = u"\"%1\" is not UTF-8 text."_s.arg(path);
-        return QString();
-    }
-    return text.isNull() ? u""_s : text;
+    return FileContents::readUtf8(path, error);
 }
 
 QString posixPathForString(const QString &path)

@@ -1,4 +1,4 @@
-#include "MyExtensions.h"
+#include "ArrayExtensions.h"
 
 #include "platform/Paths.h"
 #include "platform/AtomicFile.h"

@@ -8,6 +8,8 @@ packages=(
   googletest libgtest-dev libgmock-dev libbenchmark-dev
   dbus dbus-bin procps python3 tzdata
   xvfb xauth tinyproxy
+  clang libclang-rt-14-dev
+  gobjc gnustep-make libgnustep-base-dev
 )
 
 # `make run` also needs a virtual display, a tray host and a screenshot tool.

@@ -10,7 +10,8 @@ shift 2
 cd "$(dirname "$0")/.."
 targets=("$@")
 if [ ${#targets[@]} -eq 0 ]; then
-  for exe in "$build"/fuzz/fuzz_*; do targets+=("$(basename "$exe" | sed 's/^fuzz_//')"); done
+  while read -r exe; do targets+=("${exe#fuzz_}"); done \
+    < <(find "$build/fuzz" -maxdepth 1 -type f -executable -name 'fuzz_*' -printf '%f\n' | sort)
 fi
 
 failed=0

@@ -4,6 +4,8 @@
 #include <QString>
 #include <QStringList>
 
+#include <optional>
+
 // What the desktop knows about mounted volumes. One backend per platform (Workspace_linux.cpp).
 namespace Workspace {
 
@@ -26,5 +28,8 @@ bool isLocalVolume(const QString &path);
 
 // Whether a process of that program name runs (the kernel keeps the first 15 characters).
 bool isApplicationRunning(const QString &name);
+// The command lines (arguments joined by blanks) of every process the user owns; nullopt when
+// the process table cannot be read. An unknown user owns no process.
+std::optional<QStringList> commandLinesOfUser(const QString &user);
 
 } // namespace Workspace

@@ -6,6 +6,8 @@
 #include <QFile>
 #include <QFileInfo>
 
+#include <pwd.h>
+#include <sys/stat.h>
 #include <sys/vfs.h>
 
 using namespace Qt::StringLiterals;
@@ -125,6 +127,35 @@ bool isApplicationRunning(const QString &name)
             return true;
     }
     return false;
+}
+
+std::optional<QStringList> commandLinesOfUser(const QString &user)
+{
+    const QDir proc(Paths::system(u"/proc"_s));
+    if (!proc.exists())
+        return std::nullopt;
+    QStringList lines;
+    const struct passwd *account = ::getpwnam(QFile::encodeName(user).constData());
+    if (!account)
+        return lines;
+    const uid_t uid = account->pw_uid;
+    for (const QString &entry : proc.entryList(QDir::Dirs | QDir::NoDotAndDotDot)) {
+        if (!entry.at(0).isDigit())
+            continue;
+        const QString folder = proc.filePath(entry);
+        struct stat info {};
+        if (::stat(QFile::encodeName(folder).constData(), &info) != 0 || info.st_uid != uid)
+            continue;
+        QFile cmdline(folder + u"/cmdline"_s);
+        if (!cmdline.open(QIODevice::ReadOnly))
+            continue; // the process ended meanwhile
+        QByteArray arguments = cmdline.readAll();
+        if (arguments.endsWith('\0'))
+            arguments.chop(1);
+        if (!arguments.isEmpty())
+            lines.append(QString::fromLocal8Bit(arguments.replace('\0', ' ')));
+    }
+    return lines;
 }
 
 } // namespace Workspace

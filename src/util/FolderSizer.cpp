@@ -212,6 +212,8 @@ FolderSizer::Totals FolderSizer::measure(const QString &path, const Progress &pr
             }
         }
         watcher.join();
+        // The last report is the result, so a display never stops short of the total.
+        progress({scan.bytes.load(), scan.entries.load(), scan.unreadable.load()});
     } else {
         for (auto &thread : pool)
             thread.join();

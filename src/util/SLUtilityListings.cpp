@@ -4,6 +4,7 @@
 #include "SLUtility.h"
 
 #include "product/MonitorSettings.h"
+#include "platform/FoundationValues.h"
 #include "platform/Paths.h"
 #include "platform/PropertyList.h"
 #include "platform/UserDefaults.h"
@@ -136,8 +137,9 @@ void SLUtility::setDirNode(const QString &type, const QString &size, const QStri
 
 QList<QVariantMap> SLUtility::collectServerFiles(const QString &text, const QString &)
 {
-    // The key ends with a blank: that is its name.
-    const bool showHidden = UserDefaults(MonitorSettings::defaultsDomain()).boolForKey(u"ShowHiddenFilesKey "_s);
+    // The key ends with a blank: that is its name. Absent, hidden files are shown.
+    const QVariant setting = UserDefaults(MonitorSettings::defaultsDomain()).objectForKey(u"ShowHiddenFilesKey "_s);
+    const bool showHidden = !setting.isValid() || FoundationValues::boolValue(setting);
     QList<QVariantMap> records;
     for (const QString &record : text.split(u"||"_s, Qt::SkipEmptyParts)) {
         const qsizetype marker = record.indexOf(u"//"_s);

@@ -86,8 +86,9 @@ bool SLUtility::isDirectory(const QString &path)
 
 bool SLUtility::isMacDirectory(const QString &path)
 {
+    // Existence follows links, so a dangling link does not exist.
     const QFileInfo info(real(path));
-    if (!info.exists() && !info.isSymLink())
+    if (!info.exists())
         return false;
     if (!info.isDir())
         return true;
@@ -108,6 +109,9 @@ bool SLUtility::isWritableFileAtPath(const QString &path)
 quint64 SLUtility::fastFolderSizeAtFSRef(const QString &path,
                                          const std::function<void(quint64, quint64)> &progress)
 {
+    // The path itself is not followed: anything but a folder (a file, a link) holds nothing.
+    if (!QFileInfo(real(path)).isDir() || QFileInfo(real(path)).isSymLink())
+        return 0;
     FolderSizer::Progress report;
     if (progress)
         report = [&](const FolderSizer::Totals &soFar) { progress(soFar.bytes, soFar.entries); };
@@ -233,8 +237,9 @@ bool SLUtility::shouldExcludeHiddenFile(const QString &path, const QVariantMap &
 
 bool SLUtility::hasReadPermissionForFile(const QString &path)
 {
+    // Counted as the platform counts path components: an absolute path starts with "/".
     const QStringList components = path.split(u'/', Qt::SkipEmptyParts);
-    if (components.size() < 2)
+    if (components.size() + (path.startsWith(u'/') ? 1 : 0) < 2)
         return true;
     QString prefix = u"/"_s;
     for (const QString &component : components) {

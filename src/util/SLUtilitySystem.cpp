@@ -6,6 +6,7 @@
 #include "platform/Paths.h"
 #include "platform/ShellCommand.h"
 #include "platform/SystemInfo.h"
+#include "platform/Workspace.h"
 #include "StringExtensions.h"
 #include "platform/StringFormat.h"
 
@@ -13,6 +14,7 @@
 #include <QFile>
 #include <QFileInfo>
 
+#include <algorithm>
 #include <csignal>
 #include <new>
 
@@ -57,12 +59,28 @@ QString SLUtility::currentConsoleUserName()
     return SystemInfo::consoleUserName();
 }
 
+namespace {
+
+// Any line naming the application; an unreadable process table counts as running (when in
+// doubt, assume the application runs).
+bool isInCommandLines(const std::optional<QStringList> &lines, const QString &application)
+{
+    if (!lines)
+        return true;
+    return std::any_of(lines->cbegin(), lines->cend(),
+                       [&](const QString &line) { return line.contains(application); });
+}
+
+} // namespace
+
 bool SLUtility::isApplicationRunningForUser(const QString &application, const QString &user)
 {
     const SystemInfo::OSVersion version = SystemInfo::osVersion();
-    // The commands below are those of the platform's 10.4 and later systems; on a system whose
-    // version does not say, assume the application runs.
-    if (!version.fromSystemVersionPlist || version.major != 10 || version.minor < 4)
+    if (!version.fromSystemVersionPlist || version.major != 10)
+        return isInCommandLines(Workspace::commandLinesOfUser(user), application);
+    // The commands below are those of the platform's 10.4 and later systems; older ones are
+    // assumed to run the application.
+    if (version.minor < 4)
         return true;
     const QString output = SLLocalizedString(u"LogoutCommandOutputFilePath"_s);
     const QString real = Paths::current().resolve(output);

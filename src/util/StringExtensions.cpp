@@ -34,13 +34,18 @@ constexpr const char16_t *kSystemEntries[] = {
     u"/tmp", u"/usr", u"/var",
 };
 
+bool isHexDigit(QChar c)
+{
+    return (c >= u'0' && c <= u'9') || (c >= u'a' && c <= u'f') || (c >= u'A' && c <= u'F');
+}
+
 // Legal URL characters that the platform's URL escaping leaves alone; everything else (and
 // every byte of a non-ASCII character) is escaped.
 bool isLegalUrlCharacter(char c)
 {
     if ((c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z') || (c >= '0' && c <= '9'))
         return true;
-    return QByteArrayView("!#$%&'()*+,-./:;=?@_~").contains(c);
+    return QByteArrayView("!$&'()*+,-./:;=?@_~").contains(c);
 }
 
 QString percentEscape(const QString &text, QStringConverter::Encoding encoding,
@@ -274,10 +279,27 @@ QString stringByAddingRFC3875PercentEscapesUsingEncodingForKey(const QString &te
 QString stringByReplacingRFC3875PercentEscapesUsingEncoding(const QString &text,
                                                             QStringConverter::Encoding encoding)
 {
-    const QByteArray bytes = QByteArray::fromPercentEncoding(text.toUtf8());
-    QStringDecoder decoder(encoding, QStringDecoder::Flag::Stateless);
-    const QString decoded = decoder(bytes);
-    return decoder.hasError() ? QString() : decoded;
+    // Only the escapes are bytes in `encoding`; the characters around them are already text.
+    QString out;
+    out.reserve(text.size());
+    for (qsizetype i = 0; i < text.size();) {
+        QByteArray run;
+        while (i + 2 < text.size() && text.at(i) == u'%' && isHexDigit(text.at(i + 1))
+               && isHexDigit(text.at(i + 2))) {
+            run.append(char(text.mid(i + 1, 2).toInt(nullptr, 16)));
+            i += 3;
+        }
+        if (!run.isEmpty()) {
+            QStringDecoder decoder(encoding, QStringDecoder::Flag::Stateless);
+            const QString decoded = decoder(run);
+            if (decoder.hasError())
+                return QString();
+            out += decoded;
+            continue;
+        }
+        out += text.at(i++);
+    }
+    return out;
 }
 
 QString removeTrailingCharacter(const QString &text)

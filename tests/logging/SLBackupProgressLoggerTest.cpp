@@ -49,6 +49,28 @@ TEST_F(ProgressLoggerTest, TheThresholdOf51200CharactersIsInclusive)
     EXPECT_EQ(env.readFile(path).size(), 51200) << "the buffer was emptied by the write";
 }
 
+TEST_F(ProgressLoggerTest, TheSharedBuffersAreWrittenFromExactly51200Characters)
+{
+    const QString log = u"~/Logs/Scheduled.log"_s;
+    const qsizetype lineOverhead = [&] {
+        SLBackupProgressLogger probe;
+        probe.logDaemonSession(u""_s, true);
+        const qsizetype size = env.readFile(log).size();
+        QFile::remove(env.real(log));
+        return size;
+    }();
+    {
+        SLBackupProgressLogger logger;
+        logger.logDaemonSession(QString(51199 - lineOverhead, u'x'), false);
+        EXPECT_FALSE(env.exists(log)) << "51,199 characters stay in the buffer";
+    }
+    QFile::remove(env.real(log)); // written when that logger went away
+    SLBackupProgressLogger logger;
+    logger.logDaemonSession(QString(51200 - lineOverhead, u'x'), false);
+    ASSERT_TRUE(env.exists(log));
+    EXPECT_EQ(env.readFile(log).size(), 51200);
+}
+
 TEST_F(ProgressLoggerTest, ANilSessionMessageForcesTheBufferOut)
 {
     SLBackupProgressLogger logger;

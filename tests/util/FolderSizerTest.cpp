@@ -99,6 +99,7 @@ TEST_F(FolderSizerTest, ProgressIsReportedOnTheCallingThread)
     }, 1);
     EXPECT_TRUE(sameThread);
     EXPECT_EQ(totals.bytes, findTotal(tree.path()));
+    EXPECT_GE(calls, 1) << "the last report is the result";
 }
 
 TEST_F(FolderSizerTest, AFolderThatVanishesDuringTheScanCostsOnlyItsOwnShare)

@@ -25,7 +25,8 @@ TEST(CompactListing, RecordsFieldsTypesAndFilters)
                          "w//.hidden|5|2020|1||no-marker|1|2|3||v//three|fields|only||"
                          "u//filelist.ldb|1|2|1||t//index.idxlist|1|2|1||||"_s;
     const QList<QVariantMap> records = SLUtility::collectServerFiles(text, u"ignored"_s);
-    EXPECT_EQ(names(records), (QStringList{u"a.txt"_s, u"Docs"_s, u"Deep"_s}));
+    EXPECT_EQ(names(records), (QStringList{u"a.txt"_s, u"Docs"_s, u"Deep"_s, u".hidden"_s}))
+        << "hidden names are shown while \"ShowHiddenFilesKey \" is not set";
     EXPECT_EQ(records.first().value(u"fileSize"_s).toString(), u"10"_s);
     EXPECT_EQ(records.first().value(u"fileModificationDate"_s).toString(), u"2020-01-01"_s);
     EXPECT_FALSE(SLUtility::isRemoteDirectory(u"/a.txt"_s));
@@ -36,6 +37,9 @@ TEST(CompactListing, RecordsFieldsTypesAndFilters)
 
     // The key ends with a blank: that is its name.
     UserDefaults defaults(MonitorSettings::defaultsDomain());
+    defaults.setObject(false, u"ShowHiddenFilesKey "_s);
+    defaults.synchronize();
+    EXPECT_FALSE(names(SLUtility::collectServerFiles(text, QString())).contains(u".hidden"_s));
     defaults.setObject(true, u"ShowHiddenFilesKey "_s);
     defaults.synchronize();
     EXPECT_TRUE(names(SLUtility::collectServerFiles(text, QString())).contains(u".hidden"_s));
@@ -93,6 +97,13 @@ TEST(NexaListing, BracketedFieldsAndNamesWithBrackets)
     EXPECT_EQ(records.at(0).value(u"fileModificationDate"_s).toString(), u"2026-11-15 18:05"_s);
     EXPECT_TRUE(SLUtility::isRemoteDirectory(u"/Photos"_s));
     EXPECT_FALSE(records.at(1).contains(u"fileSize"_s)) << "folders carry no size";
+
+    // A listing line needs more than five pieces; a search line at least five.
+    const QString fivePieces = u"[-rw-r--r--][10][1][2026-11-14 10:00][/five"_s;
+    ASSERT_EQ(fivePieces.split(u']').size(), 5);
+    EXPECT_TRUE(SLUtility::collectNexaServerFiles(u"/"_s, fivePieces).isEmpty());
+    EXPECT_EQ(names(SLUtility::collectNexaServerFiles(u"/"_s, fivePieces + u"]"_s)), QStringList{u"five"_s});
+    EXPECT_EQ(SLUtility::parsedEntriesForOutputInfoSearch(fivePieces, false).fileSize, u"10"_s);
 }
 
 TEST(SearchOutput, TokensBracketsAndMissingParts)

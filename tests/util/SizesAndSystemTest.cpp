@@ -13,6 +13,13 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
+#include <functional>
+#include <pwd.h>
+#include <sys/stat.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
 using namespace Qt::StringLiterals;
 
 namespace {
@@ -20,6 +27,23 @@ namespace {
 QVariantMap exclusionsFor(const QString &user, const QVariantMap &defaults, const QVariantMap &own)
 {
     return {{user, QVariantMap{{u"Default Exclusion"_s, defaults}, {u"User specified Exclusion"_s, own}}}};
+}
+
+// The answer of `check` as an ordinary user would get it: run in a child process that gives up
+// root, since root may read everything.
+bool asOrdinaryUser(const std::function<bool()> &check)
+{
+    if (::geteuid() != 0)
+        return check();
+    const pid_t child = ::fork();
+    if (child == 0) {
+        const bool dropped = ::setgid(65534) == 0 && ::setuid(65534) == 0;
+        ::_exit(!dropped ? 2 : check() ? 1 : 0);
+    }
+    int status = 0;
+    ::waitpid(child, &status, 0);
+    EXPECT_TRUE(WIFEXITED(status) && WEXITSTATUS(status) != 2) << "could not become an ordinary user";
+    return WIFEXITED(status) && WEXITSTATUS(status) == 1;
 }
 
 TEST(ExclusionRules, PrefixesTruthValuesAndHiddenFiles)
@@ -90,6 +114,24 @@ TEST(SizeRules, ExclusionTotalsAndBackupSetTotals)
     EXPECT_FALSE(SLUtility::getFolderSize(u"/missing"_s).has_value());
     EXPECT_GT(*SLUtility::getFolderSize(u"/"_s), 0u) << "the start-up volume's used space";
     EXPECT_EQ(SLUtility::calculateSizeOfFile(u"/"_s, u"ann"_s, {}), SLUtility::usedSpaceOfVolume(u"/"_s));
+    // The start-up volume less what is excluded; a lone file is no folder.
+    EXPECT_EQ(SLUtility::calculateSizeOfFile(u"/"_s, u"ann"_s, excluded) + 350u,
+              SLUtility::usedSpaceOfVolume(u"/"_s));
+    EXPECT_EQ(SLUtility::getFolderSize(u"/f2"_s), std::optional<quint64>(0)) << "a file has no contents";
+}
+
+TEST(SizeRules, BackupSetProgressEndsAtTheTotal)
+{
+    TestEnvironment env;
+    env.writeFile(u"/s1/x"_s, QByteArray(300, 'x'));
+    env.writeFile(u"/s2/y/z"_s, QByteArray(70, 'z'));
+    QList<quint64> reports;
+    const quint64 total = SLUtility::calculateTotalSizeInArray(
+        {u"/s1"_s, u"/s2"_s}, [&](quint64 bytes, quint64) { reports.append(bytes); });
+    EXPECT_EQ(total, 370u);
+    ASSERT_FALSE(reports.isEmpty());
+    EXPECT_EQ(reports.last(), 370u) << "the second folder's reports add to the first one's total";
+    EXPECT_TRUE(std::is_sorted(reports.cbegin(), reports.cend()));
 }
 
 TEST(SizeRules, TheGentleSizeRunsOffTheMainThread)
@@ -114,14 +156,27 @@ TEST(PathFacts, FoldersPackagesPermissionsAndVolumes)
     EXPECT_TRUE(SLUtility::isMacDirectory(u"/v/file.txt"_s));
     EXPECT_FALSE(SLUtility::isMacDirectory(u"/v/empty"_s));
     EXPECT_FALSE(SLUtility::isMacDirectory(u"/v/missing"_s));
+    QFile::link(env.real(u"/v/missing"_s), env.real(u"/v/dangling"_s));
+    EXPECT_FALSE(SLUtility::isMacDirectory(u"/v/dangling"_s)) << "a dangling link does not exist";
     EXPECT_TRUE(SLUtility::isEmptyFolder(u"/v/empty"_s));
     EXPECT_TRUE(SLUtility::isEmptyFolder(u"/v/missing"_s));
     env.writeFile(u"/v/empty/.hidden"_s, "");
     EXPECT_FALSE(SLUtility::isEmptyFolder(u"/v/empty"_s)) << "hidden entries count";
     EXPECT_TRUE(SLUtility::isSupportedImageFile(u"/p/photo.JPG"_s, {u"jpg"_s, u"png"_s}));
     EXPECT_FALSE(SLUtility::isSupportedImageFile(u"/p/photo.tiff"_s, {u"jpg"_s}));
-    EXPECT_TRUE(SLUtility::hasReadPermissionForFile(u"/single"_s));
     EXPECT_TRUE(SLUtility::hasReadPermissionForFile(u"/v/file.txt"_s));
+    EXPECT_TRUE(SLUtility::hasReadPermissionForFile(u"/no/such/parents/file"_s))
+        << "prefixes that do not exist are passed over";
+    // Unreadable items, checked as an ordinary user (root reads everything).
+    env.writeFile(u"/locked/inner.txt"_s, "x");
+    ::chmod(QFile::encodeName(env.root()).constData(), 0755);
+    ::chmod(QFile::encodeName(env.real(u"/locked"_s)).constData(), 0);
+    EXPECT_FALSE(asOrdinaryUser([] { return SLUtility::hasReadPermissionForFile(u"/locked/inner.txt"_s); }));
+    EXPECT_FALSE(asOrdinaryUser([] { return SLUtility::hasReadPermissionForFile(u"/locked"_s); }))
+        << "a top-level item has two components, \"/\" and its name";
+    EXPECT_TRUE(asOrdinaryUser([] { return SLUtility::hasReadPermissionForFile(u"locked"_s); }))
+        << "one component: not checked";
+    ::chmod(QFile::encodeName(env.real(u"/locked"_s)).constData(), 0755);
     EXPECT_TRUE(SLUtility::isWritableFileAtPath(u"/v/file.txt"_s));
 
     const QStringList volumes = SLUtility::listMountedVolumesPaths();
@@ -160,10 +215,14 @@ TEST(SystemFacts, IdentityVersionAndUsers)
     EXPECT_EQ(SLUtility::userPreferencePath(), env.home() + u"/Library/Preferences/"_s);
 }
 
-TEST(SystemFacts, UnknownSystemsAssumeTheApplicationRuns)
+TEST(SystemFacts, ARunningApplicationIsLookedUpAmongTheUsersProcesses)
 {
     TestEnvironment env;
-    EXPECT_TRUE(SLUtility::isApplicationRunningForUser(u"Corvane"_s, u"ann"_s));
+    const QString me = QString::fromLocal8Bit(::getpwuid(::geteuid())->pw_name);
+    const QString self = QCoreApplication::applicationFilePath().section(u'/', -1);
+    EXPECT_TRUE(SLUtility::isApplicationRunningForUser(self, me));
+    EXPECT_FALSE(SLUtility::isApplicationRunningForUser(u"NoSuchApplication-4711"_s, me));
+    EXPECT_FALSE(SLUtility::isApplicationRunningForUser(self, u"no-such-user-4711"_s));
 }
 
 class FakeWindows : public WindowOrder

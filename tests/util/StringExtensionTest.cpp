@@ -122,11 +122,19 @@ TEST(StringSurgery, PercentEscapesOfTheThreeFlavours)
 {
     const QString text = u"a b;c?d:e@f&g=h$i+j{k}l<m>n,o_p~q/r#s%t\"é"_s;
     EXPECT_EQ(stringByAddingRFC3875PercentEscapesUsingEncoding(text),
-              u"a%20b%3Bc%3Fd%3Ae%40f%26g%3Dh%24i%2Bj%7Bk%7Dl%3Cm%3En%2Co_p~q/r#s%t%22%C3%A9"_s);
+              u"a%20b%3Bc%3Fd%3Ae%40f%26g%3Dh%24i%2Bj%7Bk%7Dl%3Cm%3En%2Co_p~q/r%23s%25t%22%C3%A9"_s);
+    // "%" and "#" are not valid in a URL: the platform's escaping escapes both in every flavour.
+    EXPECT_EQ(stringByAddingRFC3875PercentEscapesUsingEncoding(u"100%"_s), u"100%25"_s);
+    EXPECT_EQ(stringByAddingRFC3875PercentEscapesUsingEncodingForShare(u"a#b"_s), u"a%23b"_s);
     EXPECT_EQ(stringByAddingRFC3875PercentEscapesUsingEncodingForShare(u"a_b,c"_s), u"a%5Fb%2Cc"_s);
     EXPECT_EQ(stringByAddingRFC3875PercentEscapesUsingEncodingForKey(u"~a/b%c#d[e] f!'()"_s),
               u"%7Ea%2Fb%25c%23d%5Be%5D%20f%21%27%28%29"_s);
     EXPECT_EQ(stringByReplacingRFC3875PercentEscapesUsingEncoding(u"a%20b%C3%A9"_s), u"a bé"_s);
+    // Only the escapes are decoded in the given encoding; text that was never escaped stays.
+    EXPECT_EQ(stringByReplacingRFC3875PercentEscapesUsingEncoding(u"é%E9 ü"_s, QStringConverter::Latin1),
+              u"éé ü"_s);
+    EXPECT_TRUE(stringByReplacingRFC3875PercentEscapesUsingEncoding(u"a%C3"_s).isNull())
+        << "an escape that is not UTF-8 gives nothing";
     EXPECT_EQ(stringByReplacingRFC3875PercentEscapesUsingEncoding(
                   stringByAddingRFC3875PercentEscapesUsingEncodingForKey(text)),
               text);

@@ -1,4 +1,5 @@
 #include "platform/AtomicFile.h"
+#include "platform/FileContents.h"
 #include "platform/PropertyList.h"
 #include "platform/ShellCommand.h"
 #include "platform/UserDefaults.h"
@@ -33,6 +34,62 @@ TEST(AtomicFile, ReplacesWholeFilesAndAppliesTheModeDespiteTheUmask)
     ::umask(old);
     EXPECT_EQ(env.readFile(path), QByteArray("second"));
     EXPECT_EQ(modeOf(env.real(path)), mode_t(0777));
+}
+
+TEST(AtomicFile, AReaderHoldingTheOldFileKeepsReadingItWhole)
+{
+    TestEnvironment env;
+    const QString path = u"/shared/Schedules"_s;
+    const QByteArray old(100000, 'o');
+    ASSERT_TRUE(AtomicFile::write(path, old));
+    QFile reader(env.real(path));
+    ASSERT_TRUE(reader.open(QIODevice::ReadOnly));
+    ASSERT_EQ(reader.read(10), QByteArray(10, 'o'));
+    ASSERT_TRUE(AtomicFile::write(path, "new"));
+    EXPECT_EQ(reader.readAll(), old.mid(10)) << "the file a reader holds is never rewritten in place";
+    EXPECT_EQ(env.readFile(path), QByteArray("new"));
+}
+
+TEST(AtomicFile, ALinkIsReplacedNotWrittenThrough)
+{
+    TestEnvironment env;
+    env.writeFile(u"/elsewhere/target"_s, "not ours");
+    ::chmod(QFile::encodeName(env.real(u"/elsewhere/target"_s)).constData(), 0600);
+    env.writeFile(u"/shared/placeholder"_s, "");
+    ASSERT_TRUE(QFile::link(env.real(u"/elsewhere/target"_s), env.real(u"/shared/Schedules"_s)));
+    ASSERT_TRUE(AtomicFile::write(u"/shared/Schedules"_s, "ours", 0777));
+    EXPECT_EQ(env.readFile(u"/elsewhere/target"_s), QByteArray("not ours"));
+    EXPECT_EQ(modeOf(env.real(u"/elsewhere/target"_s)), mode_t(0600));
+    EXPECT_FALSE(QFileInfo(env.real(u"/shared/Schedules"_s)).isSymLink());
+    EXPECT_EQ(env.readFile(u"/shared/Schedules"_s), QByteArray("ours"));
+    EXPECT_EQ(modeOf(env.real(u"/shared/Schedules"_s)), mode_t(0777));
+}
+
+TEST(FileContents, OnlyRegularFilesUpToTheCapAreRead)
+{
+    TestEnvironment env;
+    env.writeFile(u"/f/small"_s, "12345");
+    ASSERT_EQ(::mkfifo(QFile::encodeName(env.real(u"/f/fifo"_s)).constData(), 0600), 0);
+    ASSERT_TRUE(QFile::link(u"/dev/zero"_s, env.real(u"/f/zero"_s)));
+    using Status = FileContents::Status;
+    const auto status = [](const QString &path, qint64 cap = FileContents::kDefaultCap) {
+        return FileContents::read(path, cap).status();
+    };
+    EXPECT_EQ(FileContents::read(u"/f/small"_s).data(), QByteArray("12345"));
+    EXPECT_EQ(status(u"/f/small"_s, 5), Status::Ok) << "the cap is inclusive";
+    EXPECT_EQ(status(u"/f/small"_s, 4), Status::TooLarge);
+    EXPECT_EQ(status(u"/f/missing"_s), Status::Missing);
+    EXPECT_EQ(status(u"/f/small/below"_s), Status::Missing);
+    EXPECT_EQ(status(u"/f"_s), Status::Unreadable) << "a folder";
+    EXPECT_EQ(status(u"/f/fifo"_s), Status::NotRegularFile) << "returns at once, never waits for a writer";
+    EXPECT_EQ(status(u"/f/zero"_s), Status::NotRegularFile) << "a device behind a link";
+    EXPECT_TRUE(FileContents::read(u"/f/zero"_s).errorString().contains(env.real(u"/f/zero"_s)));
+
+    env.writeFile(u"/f/latin1"_s, "caf\xe9");
+    QString error;
+    EXPECT_TRUE(FileContents::readUtf8(u"/f/latin1"_s, &error).isNull());
+    EXPECT_FALSE(error.isEmpty());
+    EXPECT_EQ(FileContents::readUtf8(u"/f/small"_s), u"12345"_s);
 }
 
 TEST(AtomicFile, AFailedWriteLeavesNothingHalfWritten)

@@ -32,8 +32,12 @@ FileContents::Status statusForErrno(int error)
 
 FileContents FileContents::read(const QString &path, qint64 cap)
 {
+    return readLocal(Paths::current().resolve(path), cap);
+}
+
+FileContents FileContents::readLocal(const QString &real, qint64 cap)
+{
     FileContents result;
-    const QString real = Paths::current().resolve(path);
     const auto fail = [&](Status status, const QString &why) {
         result.m_status = status;
         result.m_data.clear();

@@ -16,6 +16,8 @@ public:
 
     // `path` is a product path.
     static FileContents read(const QString &path, qint64 cap = kDefaultCap);
+    // The same for a path on this machine as it stands (a folder named on the command line).
+    static FileContents readLocal(const QString &localPath, qint64 cap = kDefaultCap);
 
     Status status() const { return m_status; }
     bool ok() const { return m_status == Status::Ok; }

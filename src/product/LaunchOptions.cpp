@@ -46,20 +46,21 @@ LaunchOptions LaunchOptions::fromParser(const QCommandLineParser &parser, QStrin
     return options;
 }
 
-void LaunchOptions::apply() const
+QString LaunchOptions::apply() const
 {
     Paths::install(Paths(root));
-    StringTable::install(brand, resources);
+    return StringTable::install(brand, resources);
 }
 
 std::optional<LaunchOptions> LaunchOptions::applyFromParser(const QCommandLineParser &parser)
 {
     QString error;
     const LaunchOptions options = fromParser(parser, &error);
+    if (error.isEmpty())
+        error = options.apply();
     if (!error.isEmpty()) {
         QTextStream(stderr) << error << u'\n';
         return std::nullopt;
     }
-    options.apply();
     return options;
 }

@@ -21,8 +21,9 @@ struct LaunchOptions
     // unknown brand or a missing resources folder.
     static LaunchOptions fromParser(const QCommandLineParser &parser, QString *error);
 
-    // Installs the string table and the path root for the rest of the process.
-    void apply() const;
+    // Installs the string table and the path root for the rest of the process; an error text
+    // when the string table cannot be used.
+    QString apply() const;
     // fromParser() then apply(); on bad options says why on standard error and returns nothing.
     static std::optional<LaunchOptions> applyFromParser(const QCommandLineParser &parser);
 };

@@ -10,7 +10,9 @@ class StringTable
 public:
     // Chooses the table for the rest of the process: `resourcesDir` when given (it holds
     // Localizable.plist and Info.plist), else the embedded tables of `brand`.
-    static void install(const QString &brand, const QString &resourcesDir = QString());
+    // An error text when the table cannot be used; the table is installed all the same, so that
+    // a caller may still print its message through it.
+    static QString install(const QString &brand, const QString &resourcesDir = QString());
     // Loaded on first use from LUMEN_BRAND / LUMEN_RESOURCES when nothing was installed.
     static const StringTable &shared();
 
@@ -24,6 +26,8 @@ public:
 
 private:
     StringTable(const QString &brand, const QString &resourcesDir);
+
+    QString check(const QString &folder) const;
 
     QString m_brand;
     QVariantMap m_strings;

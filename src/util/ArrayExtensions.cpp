@@ -2,6 +2,7 @@
 
 #include "platform/Paths.h"
 #include "platform/AtomicFile.h"
+#include "platform/FileContents.h"
 #include "platform/KeyedArchive.h"
 #include "platform/Workspace.h"
 
@@ -74,10 +75,10 @@ bool writeToArchivedFile(const QVariantList &array, const QString &path, const Q
 
 std::optional<QVariantList> initWithContentsOfArchivedFile(const QString &path, const QString &key)
 {
-    QFile file(Paths::current().resolve(path));
-    if (!file.open(QIODevice::ReadOnly))
+    const FileContents file = FileContents::read(path);
+    if (!file.ok())
         return std::nullopt;
-    const KeyedArchive::Result result = KeyedArchive::unarchive(file.readAll());
+    const KeyedArchive::Result result = KeyedArchive::unarchive(file.data());
     if (!result.ok())
         return std::nullopt;
     return result.topObjects.value(key).toList();

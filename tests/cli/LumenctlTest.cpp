@@ -1,3 +1,4 @@
+#include "platform/PropertyList.h"
 #include "support/TestEnvironment.h"
 
 #include <QJsonArray>
@@ -84,16 +85,28 @@ TEST(Lumenctl, StringLookupAndClearErrors)
 TEST(Lumenctl, ResourcesFolderReplacesTheBuiltInTable)
 {
     QTemporaryDir resources;
-    QFile table(resources.filePath(u"Localizable.plist"_s));
-    ASSERT_TRUE(table.open(QIODevice::WriteOnly));
-    table.write("<?xml version=\"1.0\"?><plist version=\"1.0\"><dict>"
-                "<key>ApplicationName</key><string>Corvane Lumen</string>"
-                "<key>UpdateServiceURL</key><string>http://127.0.0.1:8080/</string>"
-                "</dict></plist>");
-    table.close();
-    const ProcessResult run = runProgram(kLumenctl, {u"--resources"_s, resources.path(), u"string"_s,
-                                                    u"UpdateServiceURL"_s});
-    EXPECT_EQ(run.output, QByteArray("http://127.0.0.1:8080/\n"));
+    const auto writeTable = [&](const QByteArray &data) {
+        QFile table(resources.filePath(u"Localizable.plist"_s));
+        return table.open(QIODevice::WriteOnly) && table.write(data) == data.size();
+    };
+    QFile builtIn(u":/brands/corvane/Localizable.plist"_s);
+    ASSERT_TRUE(builtIn.open(QIODevice::ReadOnly));
+    QVariantMap strings = PropertyList::fromData(builtIn.readAll()).toMap();
+    strings.insert(u"UpdateServiceURL"_s, u"http://127.0.0.1:8080/"_s);
+    ASSERT_TRUE(writeTable(PropertyList::toData(strings, PropertyList::Format::Xml)));
+    const QStringList lookUp{u"--resources"_s, resources.path(), u"string"_s, u"UpdateServiceURL"_s};
+    EXPECT_EQ(runProgram(kLumenctl, lookUp).output, QByteArray("http://127.0.0.1:8080/\n"));
+
+    // A table that cannot be used stops the program before it writes a file anywhere.
+    ASSERT_TRUE(writeTable("garbage"));
+    ProcessResult refused = runProgram(kLumenctl, lookUp);
+    EXPECT_EQ(refused.exitCode, 2);
+    EXPECT_TRUE(refused.errorOutput.contains("cannot be read")) << refused.errorOutput.toStdString();
+    strings.remove(u"SchedulerSettingsFile"_s);
+    ASSERT_TRUE(writeTable(PropertyList::toData(strings, PropertyList::Format::Xml)));
+    refused = runProgram(kLumenctl, lookUp);
+    EXPECT_EQ(refused.exitCode, 2);
+    EXPECT_TRUE(refused.errorOutput.contains("SchedulerSettingsFile")) << "the missing path is named";
 }
 
 } // namespace

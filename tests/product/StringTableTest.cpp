@@ -1,6 +1,10 @@
 #include "product/FilePathAPIs.h"
 #include "product/StringTable.h"
+#include "platform/PropertyList.h"
 #include "support/TestEnvironment.h"
+
+#include <QFile>
+#include <QTemporaryDir>
 
 #include <gtest/gtest.h>
 
@@ -16,6 +20,28 @@ TEST(StringTable, LooksUpKeysAndFallsBackToTheKey)
     EXPECT_EQ(SLLocalizedString(QString()), u""_s);
     EXPECT_FALSE(StringTable::shared().info().value(u"CFBundleVersion"_s).toString().isEmpty());
     EXPECT_FALSE(StringTable::shared().info().value(u"ReleaseDate"_s).toString().isEmpty());
+}
+
+TEST(StringTable, AReplacementTableMustBeReadableAndNameEveryPath)
+{
+    TestEnvironment env;
+    QTemporaryDir resources;
+    const auto install = [&](const QByteArray &table) {
+        QFile file(resources.filePath(u"Localizable.plist"_s));
+        EXPECT_TRUE(file.open(QIODevice::WriteOnly) && file.write(table) == table.size());
+        file.close();
+        return StringTable::install(u"stelloa"_s, resources.path());
+    };
+    EXPECT_TRUE(install("not a property list").contains(u"cannot be read"_s));
+    StringTable::install(u"stelloa"_s);
+    QVariantMap strings = StringTable::shared().strings();
+    EXPECT_EQ(install(PropertyList::toData(strings, PropertyList::Format::Binary)), QString());
+    strings.insert(u"SchedulerSettingsFile"_s, u"Schedules"_s);
+    strings.remove(u"DaemonTraceFilePath"_s);
+    const QString error = install(PropertyList::toData(strings, PropertyList::Format::Xml));
+    EXPECT_TRUE(error.contains(u"SchedulerSettingsFile"_s) && error.contains(u"DaemonTraceFilePath"_s))
+        << error.toStdString();
+    EXPECT_EQ(StringTable::install(u"stelloa"_s), QString()) << "the built-in tables are always complete";
 }
 
 // Every key some part of the monitor looks up must be in both brands' tables.

@@ -3,6 +3,7 @@
 #include <QtEndian>
 
 #include <bit>
+#include <cmath>
 #include <cstring>
 
 using namespace Qt::StringLiterals;
@@ -14,7 +15,27 @@ namespace {
 constexpr qsizetype kHeaderSize = 8;
 constexpr qsizetype kTrailerSize = 32;
 
+// The format counts from 2001-01-01 00:00:00 UTC.
+constexpr qint64 kReferenceDateMSecs = 978307200000LL;
+// Years 1 to 9999 lie well inside this; beyond it milliseconds would overflow.
+constexpr double kMaxAbsSeconds = 1e12;
+
 } // namespace
+
+QString Cost::exceededText()
+{
+    return u"more than %1 objects or %2 MiB once shared parts are counted"_s.arg(kMaxObjects)
+        .arg(kMaxBytes >> 20);
+}
+
+QDateTime dateFromSeconds(double seconds)
+{
+    if (!std::isfinite(seconds) || std::fabs(seconds) > kMaxAbsSeconds)
+        return {};
+    const QDateTime date = QDateTime::fromMSecsSinceEpoch(
+        kReferenceDateMSecs + qint64(std::llround(seconds * 1000.0)), Qt::UTC);
+    return date.date().year() >= 1 && date.date().year() <= 9999 ? date : QDateTime();
+}
 
 // ---- reading ------------------------------------------------------------------------------------
 
@@ -44,7 +65,8 @@ bool Reader::open(QByteArrayView data, QString *error)
     const quint64 table = readUnsigned(trailer + 24, 8);
     if (m_offsetSize < 1 || m_offsetSize > 8 || m_refSize < 1 || m_refSize > 8)
         return fail(u"bad integer sizes in the trailer"_s);
-    if (m_count == 0 || m_top >= m_count || table < quint64(kHeaderSize) || table >= quint64(trailer))
+    if (m_count == 0 || m_top >= m_count || table < quint64(kHeaderSize)
+        || table >= quint64(trailer))
         return fail(u"bad object table in the trailer"_s);
     if (m_count > quint64(trailer - qsizetype(table)) / quint64(m_offsetSize))
         return fail(u"the offset table runs past the end"_s);
@@ -76,7 +98,8 @@ Object Reader::object(quint64 index) const
     Object out;
     if (index >= m_count)
         return out;
-    const quint64 offset = readUnsigned(m_offsetTable + qsizetype(index) * m_offsetSize, m_offsetSize);
+    const quint64 offset
+        = readUnsigned(m_offsetTable + qsizetype(index) * m_offsetSize, m_offsetSize);
     if (offset < quint64(kHeaderSize) || offset >= quint64(m_offsetTable))
         return out;
     qsizetype at = qsizetype(offset);
@@ -125,8 +148,8 @@ Object Reader::object(quint64 index) const
         if (count > m_offsetTable || bytes > m_offsetTable - at)
             return out;
         out.type = (marker >> 4) == 0x4 ? Type::Data
-                   : (marker >> 4) == 0x5 ? Type::AsciiString
-                                          : Type::Utf16String;
+            : (marker >> 4) == 0x5      ? Type::AsciiString
+                                        : Type::Utf16String;
         out.start = at;
         out.count = count;
         return out;
@@ -183,7 +206,7 @@ bool Reader::stringEquals(const Object &object, QLatin1StringView text) const
     if (object.type != Type::AsciiString)
         return object.type == Type::Utf16String && string(object) == text;
     return object.count == text.size()
-           && std::memcmp(m_data.data() + object.start, text.data(), size_t(text.size())) == 0;
+        && std::memcmp(m_data.data() + object.start, text.data(), size_t(text.size())) == 0;
 }
 
 QByteArray Reader::data(const Object &object) const
@@ -271,8 +294,8 @@ Writer::Index Writer::addString(const QString &text)
 {
     return unique(m_strings, text, [&] {
         const Index index = beginScalar();
-        const bool ascii = std::all_of(text.cbegin(), text.cend(),
-                                       [](QChar c) { return c.unicode() < 0x80; });
+        const bool ascii
+            = std::all_of(text.cbegin(), text.cend(), [](QChar c) { return c.unicode() < 0x80; });
         appendMarkerWithLength(m_pool, ascii ? 0x5 : 0x6, text.size());
         if (ascii) {
             for (const QChar c : text)
@@ -373,7 +396,8 @@ void Writer::setArray(Index slot, const std::vector<Index> &items)
     addContainer(slot, 0xA, qsizetype(items.size()), items);
 }
 
-void Writer::setDictionary(Index slot, const std::vector<Index> &keys, const std::vector<Index> &values)
+void Writer::setDictionary(Index slot, const std::vector<Index> &keys,
+                           const std::vector<Index> &values)
 {
     addContainer(slot, 0xD, qsizetype(keys.size()), keys, &values);
 }
@@ -385,7 +409,8 @@ QByteArray Writer::finish(Index top)
     const int refSize = bytesFor(m_entries.size());
     const qsizetype objectsEnd = kHeaderSize + m_pool.size() + qsizetype(m_refs.size()) * refSize;
     const int offsetSize = bytesFor(quint64(objectsEnd));
-    QByteArray out(objectsEnd + qsizetype(m_entries.size()) * offsetSize + kTrailerSize, Qt::Uninitialized);
+    QByteArray out(objectsEnd + qsizetype(m_entries.size()) * offsetSize + kTrailerSize,
+                   Qt::Uninitialized);
     char *at = out.data();
     std::memcpy(at, "bplist00", kHeaderSize);
     at += kHeaderSize;

@@ -2,6 +2,7 @@
 
 #include <QByteArray>
 #include <QByteArrayView>
+#include <QDateTime>
 #include <QHash>
 #include <QString>
 #include <QVarLengthArray>
@@ -14,19 +15,58 @@
 // use.
 namespace BinaryPlist {
 
-enum class Type { Invalid, Null, Bool, Int, Real, Date, Data, AsciiString, Utf16String, Uid, Array, Dict };
+// What a decoded tree costs when every shared object is counted wherever it appears: the work
+// any reader of the tree does. A file of a few hundred bytes whose containers share members can
+// stand for billions of objects; readers stop at these bounds instead.
+struct Cost {
+    static constexpr quint64 kMaxObjects = quint64(1) << 22;
+    static constexpr quint64 kMaxBytes = quint64(128) << 20;
 
-struct Object
-{
+    quint64 objects = 0;
+    quint64 bytes = 0;
+
+    // Saturates just above the bounds, so that sums never overflow.
+    void add(const Cost &more)
+    {
+        objects = qMin(objects + more.objects, kMaxObjects + 1);
+        bytes = qMin(bytes + more.bytes, kMaxBytes + 1);
+    }
+    Cost since(const Cost &earlier) const
+    {
+        return {objects - earlier.objects, bytes - earlier.bytes};
+    }
+    bool exceeded() const { return objects > kMaxObjects || bytes > kMaxBytes; }
+    static QString exceededText();
+};
+
+// A date of the format (seconds since 2001-01-01 00:00:00 UTC) in UTC; invalid when the seconds
+// are not finite or fall outside the years 1 to 9999.
+QDateTime dateFromSeconds(double secondsSinceReference);
+
+enum class Type {
+    Invalid,
+    Null,
+    Bool,
+    Int,
+    Real,
+    Date,
+    Data,
+    AsciiString,
+    Utf16String,
+    Uid,
+    Array,
+    Dict
+};
+
+struct Object {
     Type type = Type::Invalid;
-    qint64 integer = 0;  // Bool, Int, Uid
-    double real = 0;     // Real, Date
+    qint64 integer = 0; // Bool, Int, Uid
+    double real = 0; // Real, Date
     qsizetype start = 0; // first byte of the payload (Data, strings) or of the references
     qsizetype count = 0; // bytes, characters or entries
 };
 
-class Reader
-{
+class Reader {
 public:
     // False (with `error`) when the trailer or the offset table is not sound.
     bool open(QByteArrayView data, QString *error);
@@ -58,8 +98,7 @@ private:
 
 // Builds a file object by object. Scalars and strings are written once however often they are
 // added; containers refer to earlier or later objects by index.
-class Writer
-{
+class Writer {
 public:
     using Index = quint32;
 
@@ -74,14 +113,14 @@ public:
     // parent can take its slot before its members.
     Index reserve();
     void setArray(Index slot, const std::vector<Index> &items);
-    void setDictionary(Index slot, const std::vector<Index> &keys, const std::vector<Index> &values);
+    void setDictionary(Index slot, const std::vector<Index> &keys,
+                       const std::vector<Index> &values);
 
     QByteArray finish(Index top);
 
 private:
     // Every object's marker and payload lie in one pool; containers' references in another.
-    struct Entry
-    {
+    struct Entry {
         qsizetype offset = 0;
         qsizetype length = 0;
         size_t refStart = 0;

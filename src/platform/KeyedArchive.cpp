@@ -1,10 +1,11 @@
 #include "KeyedArchive.h"
 
-#include "PlatformLog.h"
 #include "BinaryPlist.h"
+#include "PlatformLog.h"
 #include "PropertyList.h"
 
 #include <QHash>
+#include <QSet>
 #include <QTimeZone>
 
 #include <cmath>
@@ -40,20 +41,9 @@ double secondsSinceReference(const QDateTime &time)
     return double(time.toMSecsSinceEpoch() - kReferenceDateMSecs) / 1000.0;
 }
 
-QDateTime dateFromSeconds(double seconds)
-{
-    if (!std::isfinite(seconds))
-        return {};
-    // UTC: converting to local time costs a time-zone lookup per date, which callers that need
-    // the local calendar do once themselves.
-    return QDateTime::fromMSecsSinceEpoch(kReferenceDateMSecs + qint64(std::llround(seconds * 1000.0)),
-                                          Qt::UTC);
-}
-
 namespace BP = BinaryPlist;
 
-class Writer
-{
+class Writer {
 public:
     Writer() { newUid(m_out.addString(u"$null"_s)); }
 
@@ -97,11 +87,11 @@ public:
         const auto objects = m_out.reserve();
         m_out.setArray(objects, m_slots);
         const auto root = m_out.reserve();
-        m_out.setDictionary(root,
-                            {m_out.addString(u"$archiver"_s), m_out.addString(u"$version"_s),
-                             m_out.addString(u"$top"_s), m_out.addString(u"$objects"_s)},
-                            {m_out.addString(u"NSKeyedArchiver"_s), m_out.addInteger(100000),
-                             topDict, objects});
+        m_out.setDictionary(
+            root,
+            {m_out.addString(u"$archiver"_s), m_out.addString(u"$version"_s),
+             m_out.addString(u"$top"_s), m_out.addString(u"$objects"_s)},
+            {m_out.addString(u"NSKeyedArchiver"_s), m_out.addInteger(100000), topDict, objects});
         return m_out.finish(root);
     }
 
@@ -147,7 +137,8 @@ private:
         const auto list = m_out.reserve();
         m_out.setArray(list, names);
         const auto slot = m_out.reserve();
-        m_out.setDictionary(slot, {m_out.addString(u"$classname"_s), m_out.addString(u"$classes"_s)},
+        m_out.setDictionary(slot,
+                            {m_out.addString(u"$classname"_s), m_out.addString(u"$classes"_s)},
                             {m_out.addString(classes.value(0)), list});
         const quint64 uid = newUid(slot);
         m_classes.insert(key, uid);
@@ -166,9 +157,9 @@ private:
             refs.push_back(m_out.addUid(encode(item)));
         const auto array = m_out.reserve();
         m_out.setArray(array, refs);
-        m_out.setDictionary(slot, {m_out.addString(u"$class"_s), m_out.addString(u"NS.objects"_s)},
-                            {m_out.addUid(classUid({u"NSMutableArray"_s, u"NSArray"_s, u"NSObject"_s})),
-                             array});
+        m_out.setDictionary(
+            slot, {m_out.addString(u"$class"_s), m_out.addString(u"NS.objects"_s)},
+            {m_out.addUid(classUid({u"NSMutableArray"_s, u"NSArray"_s, u"NSObject"_s})), array});
         return uid;
     }
 
@@ -187,7 +178,8 @@ private:
         m_out.setArray(valueArray, values);
         m_out.setDictionary(
             slot,
-            {m_out.addString(u"$class"_s), m_out.addString(u"NS.keys"_s), m_out.addString(u"NS.objects"_s)},
+            {m_out.addString(u"$class"_s), m_out.addString(u"NS.keys"_s),
+             m_out.addString(u"NS.objects"_s)},
             {m_out.addUid(classUid({u"NSMutableDictionary"_s, u"NSDictionary"_s, u"NSObject"_s})),
              keyArray, valueArray});
         return uid;
@@ -197,8 +189,8 @@ private:
     {
         const auto slot = m_out.reserve();
         const quint64 uid = newUid(slot);
-        std::vector<BP::Writer::Index> keys{m_out.addString(u"$class"_s)};
-        std::vector<BP::Writer::Index> values{m_out.addUid(classUid(object.classes))};
+        std::vector<BP::Writer::Index> keys {m_out.addString(u"$class"_s)};
+        std::vector<BP::Writer::Index> values {m_out.addUid(classUid(object.classes))};
         for (const auto &[name, value] : object.fields) {
             keys.push_back(m_out.addString(name));
             values.push_back(isScalar(value) ? scalar(value) : m_out.addUid(encode(value)));
@@ -213,10 +205,12 @@ private:
     QHash<QString, quint64> m_classes;
 };
 
-class Reader
-{
+class Reader {
 public:
-    explicit Reader(const BP::Reader &plist) : m_plist(plist) {}
+    explicit Reader(const BP::Reader &plist)
+        : m_plist(plist)
+    {
+    }
 
     // Finds "$objects" and "$top"; false when the file is no keyed archive.
     bool open(BP::Object *top)
@@ -225,7 +219,7 @@ public:
         m_objects = m_plist.object(valueOf(root, "$objects"_L1));
         *top = m_plist.object(valueOf(root, "$top"_L1));
         return root.type == BP::Type::Dict && m_objects.type == BP::Type::Array
-               && m_objects.count > 0 && top->type == BP::Type::Dict;
+            && m_objects.count > 0 && top->type == BP::Type::Dict;
     }
 
     QString key(quint64 index)
@@ -249,6 +243,7 @@ public:
         const BP::Object object = m_plist.object(index);
         if (object.type == BP::Type::Uid)
             return decode(quint64(object.integer), depth + 1);
+        spend({1, quint64(object.count)});
         return plain(object, depth);
     }
 
@@ -281,8 +276,12 @@ private:
             return object.integer;
         case BP::Type::Real:
             return object.real;
-        case BP::Type::Date:
-            return dateFromSeconds(object.real);
+        case BP::Type::Date: {
+            const QDateTime date = BP::dateFromSeconds(object.real);
+            if (!date.isValid())
+                fail(u"a date out of range"_s);
+            return date;
+        }
         case BP::Type::Data:
             return m_plist.data(object);
         case BP::Type::AsciiString:
@@ -290,12 +289,8 @@ private:
             return m_plist.string(object);
         case BP::Type::Null:
             return {};
-        case BP::Type::Array: {
-            QVariantList list;
-            for (qsizetype i = 0; i < object.count && m_error.isEmpty(); ++i)
-                list.append(inlineValue(m_plist.reference(object, i), depth));
-            return list;
-        }
+        case BP::Type::Array:
+            return inlineArray(object, depth);
         case BP::Type::Dict:
             fail(u"a dictionary where an object was expected"_s);
             return {};
@@ -305,13 +300,39 @@ private:
         }
     }
 
-    QVariant inlineValue(quint64 index, int depth)
+    void spend(const BP::Cost &cost)
+    {
+        m_spent.add(cost);
+        if (m_spent.exceeded())
+            fail(u"the archive stands for "_s + BP::Cost::exceededText());
+    }
+
+    // An array stored in place rather than by reference; the file may still share it between
+    // several places, so it is decoded once, by its position in the file.
+    QVariant inlineArray(const BP::Object &object, int depth)
     {
         if (depth > kMaxDepth) {
             fail(u"objects nested too deeply"_s);
             return {};
         }
-        return value(index, depth + 1);
+        const quint64 at = quint64(object.start);
+        const auto found = m_inline.constFind(at);
+        if (found != m_inline.cend()) {
+            spend(found->second);
+            return found->first;
+        }
+        if (m_openInline.contains(at)) {
+            fail(u"an object that contains itself"_s);
+            return {};
+        }
+        m_openInline.insert(at);
+        const BP::Cost before = m_spent;
+        QVariantList list;
+        for (qsizetype i = 0; i < object.count && m_error.isEmpty(); ++i)
+            list.append(value(m_plist.reference(object, i), depth + 1));
+        m_openInline.remove(at);
+        m_inline.insert(at, {list, m_spent.since(before)});
+        return list;
     }
 
     QVariant decode(quint64 uid, int depth)
@@ -326,13 +347,25 @@ private:
             fail(u"objects nested too deeply"_s);
             return {};
         }
-        if (m_state.empty())
-            m_state.assign(size_t(m_objects.count), Unseen), m_cache.resize(size_t(m_objects.count));
-        // A reference back to an object still being decoded (a cycle) reads as nil.
-        if (m_state[uid] != Unseen)
-            return m_state[uid] == Done ? m_cache[uid] : QVariant();
+        if (m_state.empty()) {
+            m_state.assign(size_t(m_objects.count), Unseen);
+            m_cache.resize(size_t(m_objects.count));
+            m_costs.resize(size_t(m_objects.count));
+        }
+        // A value cannot hold itself: a reference back to an object still being decoded is an
+        // error rather than a silent nil that a later save would write back.
+        if (m_state[uid] == InProgress) {
+            fail(u"an object that contains itself"_s);
+            return {};
+        }
+        if (m_state[uid] == Done) {
+            spend(m_costs[uid]);
+            return m_cache[uid];
+        }
         m_state[uid] = InProgress;
+        const BP::Cost before = m_spent;
         const BP::Object object = m_plist.object(m_plist.reference(m_objects, qsizetype(uid)));
+        spend({1, quint64(object.count)});
         QVariant result;
         if (object.type == BP::Type::Dict)
             result = decodeInstance(object, depth);
@@ -342,6 +375,7 @@ private:
             result = plain(object, depth);
         m_state[uid] = Done;
         m_cache[uid] = result;
+        m_costs[uid] = m_spent.since(before);
         return result;
     }
 
@@ -353,7 +387,8 @@ private:
         const auto found = m_classes.constFind(quint64(ref.integer));
         if (found != m_classes.cend())
             return found.value();
-        const BP::Object info = m_plist.object(m_plist.reference(m_objects, qsizetype(ref.integer)));
+        const BP::Object info
+            = m_plist.object(m_plist.reference(m_objects, qsizetype(ref.integer)));
         QStringList classes;
         const BP::Object chain = m_plist.object(valueOf(info, "$classes"_L1));
         for (qsizetype i = 0; chain.type == BP::Type::Array && i < chain.count; ++i)
@@ -410,26 +445,32 @@ private:
             const QVariantList keys = decodeList(dict, "NS.keys"_L1, depth);
             const QVariantList values = decodeList(dict, "NS.objects"_L1, depth);
             if (keys.size() != values.size())
-                fail(u"a dictionary with more keys than values"_s);
+                fail(u"a dictionary whose keys and values differ in number"_s);
             QVariantMap map;
             for (qsizetype i = 0; i < qMin(keys.size(), values.size()); ++i)
                 map.insert(keys.at(i).toString(), values.at(i));
             return map;
         }
-        if (name == "NSDate"_L1 || name == "NSCalendarDate"_L1)
-            return dateFromSeconds(field(dict, "NS.time"_L1, depth).toDouble());
         if (name == "NSString"_L1 || name == "NSMutableString"_L1)
             return field(dict, "NS.string"_L1, depth).toString();
         if (name == "NSData"_L1 || name == "NSMutableData"_L1)
             return field(dict, "NS.data"_L1, depth).toByteArray();
         if (name == "NSNull"_L1)
             return {};
-        ArchivedObject instance{classes, {}};
+        ArchivedObject instance {classes, {}};
         instance.fields.reserve(dict.count);
         for (qsizetype i = 0; i < dict.count && m_error.isEmpty(); ++i) {
             const QString fieldName = key(m_plist.reference(dict, i));
             if (fieldName != "$class"_L1)
-                instance.fields.append({fieldName, value(m_plist.reference(dict, dict.count + i), depth)});
+                instance.fields.append(
+                    {fieldName, value(m_plist.reference(dict, dict.count + i), depth)});
+        }
+        // A date whose time cannot be read stays the object it is, which no reader takes for a
+        // date.
+        if (name == "NSDate"_L1 || name == "NSCalendarDate"_L1) {
+            if (const std::optional<QDateTime> date = dateOf(QVariant::fromValue(instance)))
+                return *date;
+            qCWarning(lcPlatform) << "a date without a readable time in a keyed archive";
         }
         return QVariant::fromValue(instance);
     }
@@ -439,6 +480,10 @@ private:
     enum State : quint8 { Unseen, InProgress, Done };
     std::vector<State> m_state; // per archive UID, so shared objects decode once
     std::vector<QVariant> m_cache;
+    std::vector<BP::Cost> m_costs; // what each decoded object cost, spent again at each reuse
+    QHash<quint64, std::pair<QVariant, BP::Cost>> m_inline;
+    QSet<quint64> m_openInline;
+    BP::Cost m_spent;
     QHash<quint64, QStringList> m_classes;
     QHash<quint64, QString> m_keys;
     QString m_error;
@@ -472,19 +517,45 @@ QString localZoneName()
 
 ArchivedObject calendarDate(const QDateTime &time)
 {
-    const ArchivedObject zone{{u"NSTimeZone"_s, u"NSObject"_s},
-                              {{u"NS.name"_s, localZoneName()},
-                               {u"NS.data"_s, QVariant()}}};
-    return ArchivedObject{{u"NSCalendarDate"_s, u"NSDate"_s, u"NSObject"_s},
-                          {{u"NS.time"_s, secondsSinceReference(time)},
-                           {u"NS.timezone"_s, QVariant::fromValue(zone)},
-                           {u"NS.format"_s, u"%Y-%m-%d %H:%M:%S %z"_s}}};
+    const ArchivedObject zone {{u"NSTimeZone"_s, u"NSObject"_s},
+                               {{u"NS.name"_s, localZoneName()}, {u"NS.data"_s, QVariant()}}};
+    return ArchivedObject {{u"NSCalendarDate"_s, u"NSDate"_s, u"NSObject"_s},
+                           {{u"NS.time"_s, secondsSinceReference(time)},
+                            {u"NS.timezone"_s, QVariant::fromValue(zone)},
+                            {u"NS.format"_s, u"%Y-%m-%d %H:%M:%S %z"_s}}};
 }
+
+namespace {
+
+// Foundation's own archives hold the time as "NS.time"; GNUstep's calendar dates as "$0", with
+// the format and the zone under "$1" and "$2".
+std::optional<QDateTime> timeOfDateObject(const ArchivedObject &object)
+{
+    const QVariant seconds
+        = object.contains(u"NS.time") ? object.value(u"NS.time") : object.value(u"$0");
+    switch (seconds.typeId()) {
+    case QMetaType::Double:
+    case QMetaType::LongLong:
+    case QMetaType::Int: {
+        const QDateTime date = BP::dateFromSeconds(seconds.toDouble());
+        return date.isValid() ? std::optional(date) : std::nullopt;
+    }
+    default:
+        return std::nullopt;
+    }
+}
+
+} // namespace
 
 std::optional<QDateTime> dateOf(const QVariant &value)
 {
-    if (value.typeId() == QMetaType::QDateTime && value.toDateTime().isValid())
-        return value.toDateTime();
+    if (value.typeId() == QMetaType::QDateTime)
+        return value.toDateTime().isValid() ? std::optional(value.toDateTime()) : std::nullopt;
+    if (value.typeId() == qMetaTypeId<ArchivedObject>()) {
+        const ArchivedObject object = value.value<ArchivedObject>();
+        if (object.isKindOf(u"NSDate"_s) || object.isKindOf(u"NSCalendarDate"_s))
+            return timeOfDateObject(object);
+    }
     return std::nullopt;
 }
 
@@ -492,9 +563,8 @@ Result unarchive(const QByteArray &bytes)
 {
     // The XML form ({"CF$UID": n} references) goes through the general reader once.
     const QByteArray data = bytes.startsWith("bplist")
-                                ? bytes
-                                : PropertyList::toData(PropertyList::fromData(bytes),
-                                                       PropertyList::Format::Binary);
+        ? bytes
+        : PropertyList::toData(PropertyList::fromData(bytes), PropertyList::Format::Binary);
     Result result;
     BP::Reader plist;
     BP::Object top;

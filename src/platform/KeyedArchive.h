@@ -12,8 +12,7 @@
 // and its keyed fields. Scalars among the fields (integers, reals, booleans) are stored inline;
 // every other value is an object stored by reference. A field holding an invalid QVariant is a
 // nil object.
-struct ArchivedObject
-{
+struct ArchivedObject {
     using Field = std::pair<QString, QVariant>;
 
     QStringList classes;
@@ -58,8 +57,8 @@ Q_DECLARE_METATYPE(ArchivedObject)
 //
 // Values map as follows: QString <-> NSString (also NSMutableString), qint64/double/bool <->
 // NSNumber, QVariantList <-> NSArray/NSMutableArray (also NSSet), QVariantMap <-> NSDictionary,
-// QDateTime <-> NSDate (also NSCalendarDate; read back in UTC), QByteArray <-> NSData, ArchivedObject <-> any
-// other class.
+// QDateTime <-> NSDate (also NSCalendarDate; read back in UTC), QByteArray <-> NSData,
+// ArchivedObject <-> any other class.
 namespace KeyedArchive {
 
 // Writes the root objects under their keys ("$top"); the result is a binary property list.
@@ -68,17 +67,19 @@ QByteArray archive(const QVariantMap &topObjects);
 // An NSCalendarDate: seconds since 2001 as "NS.time", the local zone's name and the default
 // calendar format.
 ArchivedObject calendarDate(const QDateTime &time);
-// The date an NSDate or NSCalendarDate object stands for.
+// The date an NSDate or NSCalendarDate object stands for. Nothing when its time is missing, not
+// a number, not finite or outside the years 1 to 9999: such a date is unreadable, never 2001.
 std::optional<QDateTime> dateOf(const QVariant &value);
 
-struct Result
-{
+struct Result {
     QVariantMap topObjects;
     QString error; // empty when the archive was read completely
     bool ok() const { return error.isEmpty(); }
 };
-// Reads every root object. Structural faults (not an archive, dangling references, cycles
-// through containers) give an error text, never a crash.
+// Reads every root object, each object once however often it is referred to. Structural faults
+// (not an archive, dangling references, an object that contains itself, a tree larger than
+// BinaryPlist::Cost allows once shared objects are counted) give an error text, never a crash.
+// A date whose time cannot be read comes back as the ArchivedObject it is (see dateOf).
 Result unarchive(const QByteArray &data);
 
 } // namespace KeyedArchive

@@ -1,11 +1,14 @@
 #include "PropertyList.h"
 
 #include "AtomicFile.h"
+#include "BinaryPlist.h"
 #include "Paths.h"
 #include "PlatformLog.h"
 
 #include <QDateTime>
 #include <QFile>
+#include <QHash>
+#include <QSet>
 #include <QStringList>
 
 #include <plist/plist.h>
@@ -17,11 +20,12 @@ using namespace Qt::StringLiterals;
 
 namespace {
 
+constexpr int kMaxDepth = 512;
+
 // Property-list dates count seconds from 2001-01-01 00:00:00 UTC.
 constexpr qint64 kReferenceDateOffset = 978307200;
 
-struct PlistDeleter
-{
+struct PlistDeleter {
     void operator()(void *node) const { plist_free(static_cast<plist_t>(node)); }
 };
 using PlistPtr = std::unique_ptr<void, PlistDeleter>;
@@ -35,6 +39,10 @@ QString takeString(char *text)
 
 QVariant toVariant(plist_t node, int depth);
 
+QVariant uidOrMap(const QVariantMap &map);
+
+// Only XML reaches here, and the library's XML reader never yields a key with U+0000 in it once
+// raw NUL bytes are refused (a character reference to U+0000 fails the parse).
 QVariant dictionaryToVariant(plist_t node, int depth)
 {
     QVariantMap map;
@@ -51,11 +59,7 @@ QVariant dictionaryToVariant(plist_t node, int depth)
         map.insert(takeString(key), toVariant(value, depth + 1));
     }
     free(it);
-    // The XML form of a keyed archive writes a UID as {"CF$UID": n}.
-    if (map.size() == 1 && map.contains(u"CF$UID"_s) && map.first().canConvert<qint64>()
-        && map.first().typeId() != QMetaType::QString)
-        return QVariant::fromValue(PlistUid{map.first().toULongLong()});
-    return map;
+    return uidOrMap(map);
 }
 
 QVariant integerToVariant(plist_t node)
@@ -69,7 +73,7 @@ QVariant integerToVariant(plist_t node)
 
 QVariant toVariant(plist_t node, int depth)
 {
-    if (depth > 512) {
+    if (depth > kMaxDepth) {
         qCWarning(lcPlatform) << "property list nested too deeply";
         return {};
     }
@@ -123,11 +127,153 @@ QVariant toVariant(plist_t node, int depth)
     case PLIST_UID: {
         uint64_t value = 0;
         plist_get_uid_val(node, &value);
-        return QVariant::fromValue(PlistUid{value});
+        return QVariant::fromValue(PlistUid {value});
     }
     default:
         return {};
     }
+}
+
+// The XML form of a keyed archive writes a UID as {"CF$UID": n}.
+QVariant uidOrMap(const QVariantMap &map)
+{
+    if (map.size() == 1 && map.contains(u"CF$UID"_s) && map.first().canConvert<qint64>()
+        && map.first().typeId() != QMetaType::QString)
+        return QVariant::fromValue(PlistUid {map.first().toULongLong()});
+    return map;
+}
+
+namespace BP = BinaryPlist;
+
+// Binary files are read with our own reader rather than the library's: its keys are C strings
+// (a key holding U+0000 trips an assertion), and it expands containers shared by reference into
+// separate copies without bound. Here every container is decoded once, keys and strings are read
+// by length, and the whole tree is held to BinaryPlist::Cost.
+class BinaryTree {
+public:
+    explicit BinaryTree(const BP::Reader &plist)
+        : m_plist(plist)
+    {
+    }
+
+    QVariant root(QString *error)
+    {
+        const QVariant value = node(m_plist.topObject(), 0);
+        *error = m_error;
+        return m_error.isEmpty() ? value : QVariant();
+    }
+
+private:
+    struct Decoded {
+        QVariant value;
+        BP::Cost cost;
+    };
+
+    QVariant fail(const QString &why)
+    {
+        if (m_error.isEmpty())
+            m_error = why;
+        return {};
+    }
+
+    void spend(const BP::Cost &cost)
+    {
+        m_spent.add(cost);
+        if (m_spent.exceeded())
+            fail(u"the property list stands for "_s + BP::Cost::exceededText());
+    }
+
+    QVariant node(quint64 index, int depth)
+    {
+        if (!m_error.isEmpty())
+            return {};
+        if (depth > kMaxDepth)
+            return fail(u"nested too deeply"_s);
+        const BP::Object object = m_plist.object(index);
+        if (object.type == BP::Type::Array || object.type == BP::Type::Dict)
+            return container(index, object, depth);
+        spend({1, quint64(object.count)});
+        switch (object.type) {
+        case BP::Type::Bool:
+            return bool(object.integer);
+        case BP::Type::Int:
+            return object.integer;
+        case BP::Type::Real:
+            return object.real;
+        case BP::Type::Date: {
+            const QDateTime date = BP::dateFromSeconds(object.real);
+            return date.isValid() ? QVariant(date.toLocalTime()) : fail(u"a date out of range"_s);
+        }
+        case BP::Type::Data:
+            return m_plist.data(object);
+        case BP::Type::AsciiString:
+        case BP::Type::Utf16String:
+            return m_plist.string(object);
+        case BP::Type::Uid:
+            return QVariant::fromValue(PlistUid {quint64(object.integer)});
+        default:
+            return fail(u"a malformed object"_s);
+        }
+    }
+
+    QVariant container(quint64 index, const BP::Object &object, int depth)
+    {
+        const auto found = m_done.constFind(index);
+        if (found != m_done.cend()) {
+            spend(found->cost);
+            return found->value;
+        }
+        if (m_open.contains(index))
+            return fail(u"a container that contains itself"_s);
+        m_open.insert(index);
+        const BP::Cost before = m_spent;
+        spend({1, 0});
+        QVariant value;
+        if (object.type == BP::Type::Array) {
+            QVariantList list;
+            list.reserve(object.count);
+            for (qsizetype i = 0; i < object.count && m_error.isEmpty(); ++i)
+                list.append(node(m_plist.reference(object, i), depth + 1));
+            value = list;
+        } else {
+            value = dictionary(object, depth);
+        }
+        m_open.remove(index);
+        m_done.insert(index, {value, m_spent.since(before)});
+        return m_error.isEmpty() ? value : QVariant();
+    }
+
+    QVariant dictionary(const BP::Object &object, int depth)
+    {
+        QVariantMap map;
+        for (qsizetype i = 0; i < object.count && m_error.isEmpty(); ++i) {
+            const BP::Object key = m_plist.object(m_plist.reference(object, i));
+            if (key.type != BP::Type::AsciiString && key.type != BP::Type::Utf16String)
+                return fail(u"a dictionary key that is not a string"_s);
+            spend({1, quint64(key.count)});
+            map.insert(m_plist.string(key),
+                       node(m_plist.reference(object, object.count + i), depth + 1));
+        }
+        return uidOrMap(map);
+    }
+
+    const BP::Reader &m_plist;
+    QHash<quint64, Decoded> m_done;
+    QSet<quint64> m_open;
+    BP::Cost m_spent;
+    QString m_error;
+};
+
+QVariant fromBinary(const QByteArray &data)
+{
+    BP::Reader plist;
+    QString error;
+    QVariant value;
+    if (plist.open(data, &error))
+        value = BinaryTree(plist).root(&error);
+    if (!error.isEmpty())
+        qCWarning(lcPlatform).noquote() << "unreadable binary property list:" << error;
+    return value;
 }
 
 plist_t fromVariant(const QVariant &value, int depth);
@@ -230,6 +376,12 @@ QVariant PropertyList::fromData(const QByteArray &data)
 {
     if (data.isEmpty() || data.size() > std::numeric_limits<uint32_t>::max()) {
         qCWarning(lcPlatform) << "empty or oversized property list";
+        return {};
+    }
+    if (data.startsWith("bplist"))
+        return fromBinary(data);
+    if (data.contains('\0')) {
+        qCWarning(lcPlatform) << "a NUL byte in an XML property list";
         return {};
     }
     plist_t root = nullptr;

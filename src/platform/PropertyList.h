@@ -9,8 +9,7 @@
 // QVariantList, string -> QString, integer -> qint64, real ->
 // double, boolean -> bool, date -> QDateTime (local time), data -> QByteArray, UID -> PlistUid.
 // Bad input never throws: it gives an invalid QVariant and a trace line.
-class PropertyList
-{
+class PropertyList {
 public:
     enum class Format { Xml, Binary };
 

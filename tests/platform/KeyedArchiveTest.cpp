@@ -1,4 +1,5 @@
 #include "platform/KeyedArchive.h"
+#include "platform/BinaryPlist.h"
 #include "platform/PropertyList.h"
 #include "support/TestEnvironment.h"
 
@@ -18,7 +19,7 @@ QByteArray fixture(const QString &name)
     return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
 }
 
-#define REQUIRE_FIXTURES()                                                                          \
+#define REQUIRE_FIXTURES()                                                                         \
     if (!QDir(fixturePath(u"keyed-archives"_s)).exists())                                          \
     GTEST_SKIP() << "shared fixtures not found"
 
@@ -41,6 +42,8 @@ TEST(KeyedArchiveFixtures, EveryFoundationArchiveDecodes)
                                   .entryList({u"*.plist"_s, u"*.archive"_s}, QDir::Files);
     ASSERT_GE(files.size(), 15);
     for (const QString &name : files) {
+        if (name == u"mw235_circularReference.plist"_s)
+            continue; // an array holding itself: see CyclesAreErrorsSharedObjectsDecodeOnce
         const KeyedArchive::Result result = KeyedArchive::unarchive(fixture(name));
         EXPECT_TRUE(result.ok()) << name.toStdString() << ": " << result.error.toStdString();
         EXPECT_FALSE(result.topObjects.isEmpty()) << name.toStdString();
@@ -76,7 +79,7 @@ TEST(KeyedArchiveFixtures, InlineScalarsMappedClassNamesAndNil)
     for (const auto &[name, field] : note.fields) {
         if (field.typeId() == QMetaType::QVariantList) {
             foundList = true;
-            EXPECT_EQ(field.toList(), (QVariantList{u"Hello, World!"_s, 42, true}));
+            EXPECT_EQ(field.toList(), (QVariantList {u"Hello, World!"_s, 42, true}));
         }
     }
     EXPECT_TRUE(foundList);
@@ -94,29 +97,35 @@ TEST(KeyedArchiveFixtures, InlineScalarsMappedClassNamesAndNil)
     EXPECT_FALSE(withNil.value(u"empty"_s).isValid()) << "UID 0 is nil";
 }
 
-TEST(KeyedArchiveFixtures, CyclesAndSharedObjectsDecodeOnce)
+TEST(KeyedArchiveFixtures, CyclesAreErrorsSharedObjectsDecodeOnce)
 {
     REQUIRE_FIXTURES();
-    const QVariantList cycle = root(u"mw235_circularReference.plist"_s).toList();
-    EXPECT_FALSE(cycle.isEmpty());
-    const KeyedArchive::Result shared = KeyedArchive::unarchive(fixture(u"kiler129_reference.bin.plist"_s));
-    EXPECT_TRUE(shared.ok());
+    WarningCapture quiet;
+    // No value can hold itself; a nil in its place would be written back by the next save.
+    const KeyedArchive::Result cycle
+        = KeyedArchive::unarchive(fixture(u"mw235_circularReference.plist"_s));
+    EXPECT_EQ(cycle.error, u"an object that contains itself"_s);
+    EXPECT_TRUE(cycle.topObjects.isEmpty());
+    const KeyedArchive::Result shared
+        = KeyedArchive::unarchive(fixture(u"kiler129_reference.bin.plist"_s));
+    EXPECT_TRUE(shared.ok()) << shared.error.toStdString();
 }
 
 TEST(KeyedArchiveRoundTrip, ContainersObjectsAndCalendarDates)
 {
     const QDateTime when(QDate(2026, 11, 15), QTime(18, 5, 9, 250));
-    const ArchivedObject item{{u"Thing"_s, u"NSObject"_s},
-                              {{u"count"_s, 7},
-                               {u"flag"_s, true},
-                               {u"ratio"_s, 0.25},
-                               {u"name"_s, u"Ünïcode"_s},
-                               {u"nothing"_s, QVariant()},
-                               {u"when"_s, QVariant::fromValue(KeyedArchive::calendarDate(when))},
-                               {u"list"_s, QVariantList{1, u"2"_s, QVariantMap{{u"k"_s, u"v"_s}}}},
-                               {u"blob"_s, QByteArray("\x00\x01", 2)}}};
-    const QByteArray bytes = KeyedArchive::archive({{u"root"_s, QVariant::fromValue(item)},
-                                                    {u"other"_s, u"Ünïcode"_s}});
+    const ArchivedObject item {
+        {u"Thing"_s, u"NSObject"_s},
+        {{u"count"_s, 7},
+         {u"flag"_s, true},
+         {u"ratio"_s, 0.25},
+         {u"name"_s, u"Ünïcode"_s},
+         {u"nothing"_s, QVariant()},
+         {u"when"_s, QVariant::fromValue(KeyedArchive::calendarDate(when))},
+         {u"list"_s, QVariantList {1, u"2"_s, QVariantMap {{u"k"_s, u"v"_s}}}},
+         {u"blob"_s, QByteArray("\x00\x01", 2)}}};
+    const QByteArray bytes = KeyedArchive::archive(
+        {{u"root"_s, QVariant::fromValue(item)}, {u"other"_s, u"Ünïcode"_s}});
     ASSERT_TRUE(bytes.startsWith("bplist00"));
     const KeyedArchive::Result result = KeyedArchive::unarchive(bytes);
     ASSERT_TRUE(result.ok()) << result.error.toStdString();
@@ -130,57 +139,78 @@ TEST(KeyedArchiveRoundTrip, ContainersObjectsAndCalendarDates)
     EXPECT_FALSE(back.value(u"nothing"_s).isValid());
     EXPECT_EQ(back.value(u"when"_s).toDateTime(), when);
     EXPECT_EQ(back.value(u"list"_s).toList(),
-              (QVariantList{1, u"2"_s, QVariantMap{{u"k"_s, u"v"_s}}}));
+              (QVariantList {1, u"2"_s, QVariantMap {{u"k"_s, u"v"_s}}}));
     EXPECT_EQ(back.value(u"blob"_s).toByteArray(), QByteArray("\x00\x01", 2));
     EXPECT_EQ(result.topObjects.value(u"other"_s).toString(), u"Ünïcode"_s);
 }
 
 QByteArray archiveOf(const QVariantList &objects, const QVariantMap &top)
 {
-    return PropertyList::toData(QVariantMap{{u"$archiver"_s, u"NSKeyedArchiver"_s},
-                                            {u"$version"_s, 100000},
-                                            {u"$top"_s, top},
-                                            {u"$objects"_s, objects}},
+    return PropertyList::toData(QVariantMap {{u"$archiver"_s, u"NSKeyedArchiver"_s},
+                                             {u"$version"_s, 100000},
+                                             {u"$top"_s, top},
+                                             {u"$objects"_s, objects}},
                                 PropertyList::Format::Binary);
 }
 
 QVariant uid(quint64 value)
 {
-    return QVariant::fromValue(PlistUid{value});
+    return QVariant::fromValue(PlistUid {value});
 }
 
 TEST(KeyedArchiveBadInput, StructuralFaultsAreReportedNotCrashedOn)
 {
-    const QByteArray good = KeyedArchive::archive({{u"root"_s, QVariantList{1, 2, 3}}});
-    QVariantList deep{u"$null"_s};
+    const QByteArray good = KeyedArchive::archive({{u"root"_s, QVariantList {1, 2, 3}}});
+    QVariantList deep {u"$null"_s};
     for (int i = 1; i < 400; ++i)
-        deep.append(QVariantMap{{u"$class"_s, uid(400)}, {u"NS.objects"_s, QVariantList{uid(quint64(i + 1))}}});
-    deep.append(QVariantMap{{u"$classname"_s, u"NSArray"_s}});
-    const struct
-    {
+        deep.append(QVariantMap {{u"$class"_s, uid(400)},
+                                 {u"NS.objects"_s, QVariantList {uid(quint64(i + 1))}}});
+    deep.append(QVariantMap {{u"$classname"_s, u"NSArray"_s}});
+    const auto dictionary = [](const QVariantList &keys, const QVariantList &values) {
+        return archiveOf(
+            {u"$null"_s,
+             QVariantMap {{u"$class"_s, uid(3)}, {u"NS.keys"_s, keys}, {u"NS.objects"_s, values}},
+             u"k"_s, QVariantMap {{u"$classname"_s, u"NSDictionary"_s}}},
+            {{u"root"_s, uid(1)}});
+    };
+    const struct {
         const char *name;
         QByteArray bytes;
+        QString error;
     } cases[] = {
-        {"empty", QByteArray()},
-        {"truncated", good.left(good.size() - 20)},
-        {"garbage", QByteArray("not an archive at all")},
-        {"plain property list", PropertyList::toData(QVariantMap{{u"a"_s, 1}}, PropertyList::Format::Binary)},
-        {"dangling reference", archiveOf({u"$null"_s}, {{u"root"_s, uid(9)}})},
+        {"empty", QByteArray(), u"not a binary property list"_s},
+        {"truncated", good.left(good.size() - 20), u"bad integer sizes in the trailer"_s},
+        {"garbage", QByteArray("not an archive at all"), u"not a binary property list"_s},
+        {"plain property list",
+         PropertyList::toData(QVariantMap {{u"a"_s, 1}}, PropertyList::Format::Binary),
+         u"not a keyed archive"_s},
+        {"dangling reference", archiveOf({u"$null"_s}, {{u"root"_s, uid(9)}}),
+         u"reference 9 points past the object table"_s},
         {"object without class",
-         archiveOf({u"$null"_s, QVariantMap{{u"NS.objects"_s, QVariantList()}}}, {{u"root"_s, uid(1)}})},
+         archiveOf({u"$null"_s, QVariantMap {{u"NS.objects"_s, QVariantList()}}},
+                   {{u"root"_s, uid(1)}}),
+         u"an object without a class"_s},
         {"class reference that is no UID",
-         archiveOf({u"$null"_s, QVariantMap{{u"$class"_s, 5}}}, {{u"root"_s, uid(1)}})},
+         archiveOf({u"$null"_s, QVariantMap {{u"$class"_s, 5}}}, {{u"root"_s, uid(1)}}),
+         u"an object without a class"_s},
         {"array member that is no UID",
          archiveOf({u"$null"_s,
-                    QVariantMap{{u"$class"_s, uid(2)}, {u"NS.objects"_s, QVariantList{7}}},
-                    QVariantMap{{u"$classname"_s, u"NSArray"_s}}},
-                   {{u"root"_s, uid(1)}})},
-        {"too deep", archiveOf(deep, {{u"root"_s, uid(1)}})},
+                    QVariantMap {{u"$class"_s, uid(2)}, {u"NS.objects"_s, QVariantList {7}}},
+                    QVariantMap {{u"$classname"_s, u"NSArray"_s}}},
+                   {{u"root"_s, uid(1)}}),
+         u"a collection member that is not a reference"_s},
+        {"too deep", archiveOf(deep, {{u"root"_s, uid(1)}}), u"objects nested too deeply"_s},
+        {"more keys than values", dictionary({uid(2), uid(2)}, {uid(2)}),
+         u"a dictionary whose keys and values differ in number"_s},
+        {"more values than keys", dictionary({uid(2)}, {uid(2), uid(2)}),
+         u"a dictionary whose keys and values differ in number"_s},
+        {"values without keys", dictionary({}, {uid(2)}),
+         u"a dictionary whose keys and values differ in number"_s},
     };
     for (const auto &c : cases) {
         WarningCapture warnings;
         const KeyedArchive::Result result = KeyedArchive::unarchive(c.bytes);
-        EXPECT_FALSE(result.ok()) << c.name;
+        EXPECT_EQ(result.error, c.error) << c.name;
         EXPECT_TRUE(result.topObjects.isEmpty()) << c.name;
         EXPECT_FALSE(warnings.lines().isEmpty()) << c.name;
     }
@@ -192,10 +222,14 @@ namespace {
 
 TEST(KeyedArchiveBadInput, EveryTruncationAndByteFlipIsSurvived)
 {
-    const ArchivedObject item{{u"Thing"_s, u"NSObject"_s},
-                              {{u"n"_s, 300}, {u"s"_s, u"héllo"_s}, {u"l"_s, QVariantList{1, u"x"_s}},
-                               {u"d"_s, QVariant::fromValue(KeyedArchive::calendarDate(QDateTime::currentDateTime()))}}};
-    const QByteArray good = KeyedArchive::archive({{u"root"_s, QVariantList{QVariant::fromValue(item)}}});
+    const ArchivedObject item {
+        {u"Thing"_s, u"NSObject"_s},
+        {{u"n"_s, 300},
+         {u"s"_s, u"héllo"_s},
+         {u"l"_s, QVariantList {1, u"x"_s}},
+         {u"d"_s, QVariant::fromValue(KeyedArchive::calendarDate(QDateTime::currentDateTime()))}}};
+    const QByteArray good
+        = KeyedArchive::archive({{u"root"_s, QVariantList {QVariant::fromValue(item)}}});
     WarningCapture quiet;
     int readable = 0;
     for (qsizetype n = 0; n < good.size(); ++n)
@@ -226,14 +260,139 @@ TEST(KeyedArchiveSizes, WideReferencesRoundTripAndPlistlibAgrees)
     ASSERT_TRUE(file.open(QIODevice::WriteOnly));
     file.write(bytes);
     file.close();
-    const ProcessResult python = runPython(
-        u"import plistlib, sys\n"
-        "a = plistlib.load(open(sys.argv[1], 'rb'))\n"
-        "o = a['$objects']\n"
-        "root = o[a['$top']['root'].data]\n"
-        "print(len(root['NS.objects']), o[root['NS.objects'][69999].data])\n"_s,
-        {file.fileName()});
-    EXPECT_EQ(python.output.trimmed(), QByteArray("70000 item 69999")) << python.errorOutput.toStdString();
+    const ProcessResult python
+        = runPython(u"import plistlib, sys\n"
+                    "a = plistlib.load(open(sys.argv[1], 'rb'))\n"
+                    "o = a['$objects']\n"
+                    "root = o[a['$top']['root'].data]\n"
+                    "print(len(root['NS.objects']), o[root['NS.objects'][69999].data])\n"_s,
+                    {file.fileName()});
+    EXPECT_EQ(python.output.trimmed(), QByteArray("70000 item 69999"))
+        << python.errorOutput.toStdString();
+}
+
+} // namespace
+
+namespace {
+
+ArchivedObject dateObject(const QString &className, const QList<ArchivedObject::Field> &fields)
+{
+    return ArchivedObject {{className, u"NSDate"_s, u"NSObject"_s}, fields};
+}
+
+TEST(KeyedArchiveDates, OnlyAReadableTimeMakesADate)
+{
+    const ArchivedObject zone {{u"NSTimeZone"_s, u"NSObject"_s}, {{u"$0"_s, u"Europe/Berlin"_s}}};
+    const QDateTime when = utc(2026, 3, 29, 1, 30, 0);
+    const double seconds = 796440600; // `when` counted from 2001
+    const struct {
+        const char *name;
+        ArchivedObject object;
+        std::optional<QDateTime> expected;
+    } cases[] = {
+        {"NSDate", dateObject(u"NSDate"_s, {{u"NS.time"_s, seconds}}), when},
+        {"integer time", dateObject(u"NSCalendarDate"_s, {{u"NS.time"_s, qint64(796440600)}}),
+         when},
+        {"GNUstep calendar date",
+         dateObject(u"NSCalendarDate"_s,
+                    {{u"$0"_s, seconds},
+                     {u"$1"_s, u"%Y-%m-%d %H:%M:%S %z"_s},
+                     {u"$2"_s, QVariant::fromValue(zone)}}),
+         when},
+        {"no time", dateObject(u"NSCalendarDate"_s, {{u"NS.format"_s, u"%Y"_s}}), std::nullopt},
+        {"time as text", dateObject(u"NSDate"_s, {{u"NS.time"_s, u"796440600"_s}}), std::nullopt},
+        {"beyond the milliseconds", dateObject(u"NSDate"_s, {{u"NS.time"_s, 9.2e15}}),
+         std::nullopt},
+        {"year 10000", dateObject(u"NSDate"_s, {{u"NS.time"_s, 2.6e11}}), std::nullopt},
+        {"huge", dateObject(u"NSDate"_s, {{u"NS.time"_s, 1e300}}), std::nullopt},
+        {"not a number", dateObject(u"NSDate"_s, {{u"NS.time"_s, std::nan("")}}), std::nullopt},
+        {"infinite", dateObject(u"NSDate"_s, {{u"NS.time"_s, -HUGE_VAL}}), std::nullopt},
+    };
+    for (const auto &c : cases) {
+        WarningCapture quiet;
+        const KeyedArchive::Result result = KeyedArchive::unarchive(
+            KeyedArchive::archive({{u"root"_s, QVariant::fromValue(c.object)}}));
+        ASSERT_TRUE(result.ok()) << c.name << ": " << result.error.toStdString();
+        const QVariant value = result.topObjects.value(u"root"_s);
+        EXPECT_EQ(KeyedArchive::dateOf(value), c.expected) << c.name;
+        EXPECT_EQ(KeyedArchive::dateOf(QVariant::fromValue(c.object)), c.expected) << c.name;
+        if (!c.expected) { // kept as it was found, so that it can be written back unchanged
+            EXPECT_EQ(value.value<ArchivedObject>().classes, c.object.classes) << c.name;
+        }
+    }
+}
+
+// Arrays that each hold the level below twice: 2^levels leaves from a few hundred bytes.
+QByteArray sharedLevels(int levels, bool byReference)
+{
+    BinaryPlist::Writer out;
+    std::vector<BinaryPlist::Writer::Index> objects {out.addString(u"$null"_s)};
+    const auto arrayClass = out.reserve();
+    out.setDictionary(arrayClass, {out.addString(u"$classname"_s)}, {out.addString(u"NSArray"_s)});
+    objects.push_back(arrayClass);
+    objects.push_back(out.addString(u"leaf"_s));
+    auto level = byReference ? out.addUid(objects.size() - 1) : out.addInteger(1);
+    for (int i = 0; i < levels; ++i) {
+        const auto array = out.reserve();
+        if (byReference) {
+            out.setArray(array, {level, level});
+            const auto instance = out.reserve();
+            out.setDictionary(instance,
+                              {out.addString(u"$class"_s), out.addString(u"NS.objects"_s)},
+                              {out.addUid(1), array});
+            objects.push_back(instance);
+            level = out.addUid(objects.size() - 1);
+        } else {
+            out.setArray(array, {level, level});
+            level = array;
+        }
+    }
+    if (!byReference) {
+        const auto holder = out.reserve();
+        out.setDictionary(holder, {out.addString(u"$class"_s), out.addString(u"levels"_s)},
+                          {out.addUid(objects.size() + 1), level});
+        objects.push_back(holder);
+        const auto thing = out.reserve();
+        out.setDictionary(thing, {out.addString(u"$classname"_s)}, {out.addString(u"Thing"_s)});
+        objects.push_back(thing);
+        level = out.addUid(objects.size() - 2);
+    }
+    const auto objectArray = out.reserve();
+    out.setArray(objectArray, objects);
+    const auto top = out.reserve();
+    out.setDictionary(top, {out.addString(u"root"_s)}, {level});
+    const auto root = out.reserve();
+    out.setDictionary(root, {out.addString(u"$top"_s), out.addString(u"$objects"_s)},
+                      {top, objectArray});
+    return out.finish(root);
+}
+
+qint64 leaves(const QVariant &value)
+{
+    if (value.typeId() == qMetaTypeId<ArchivedObject>())
+        return leaves(value.value<ArchivedObject>().value(u"levels"_s));
+    if (value.typeId() != QMetaType::QVariantList)
+        return 1;
+    const QVariantList list = value.toList();
+    return list.isEmpty() ? 0 : 2 * leaves(list.first());
+}
+
+TEST(KeyedArchiveBadInput, SharedObjectsDecodeOnceWithinABudget)
+{
+    for (const bool byReference : {false, true}) {
+        SCOPED_TRACE(byReference ? "shared by reference" : "shared in place");
+        const KeyedArchive::Result small = KeyedArchive::unarchive(sharedLevels(12, byReference));
+        ASSERT_TRUE(small.ok()) << small.error.toStdString();
+        EXPECT_EQ(leaves(small.topObjects.value(u"root"_s)), 4096);
+
+        WarningCapture warnings;
+        const QByteArray bomb = sharedLevels(30, byReference);
+        EXPECT_LT(bomb.size(), 1000);
+        const KeyedArchive::Result result = KeyedArchive::unarchive(bomb);
+        EXPECT_EQ(result.error, u"the archive stands for "_s + BinaryPlist::Cost::exceededText());
+        EXPECT_TRUE(result.topObjects.isEmpty());
+        EXPECT_FALSE(warnings.lines().isEmpty());
+    }
 }
 
 } // namespace

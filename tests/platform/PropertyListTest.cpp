@@ -1,4 +1,5 @@
 #include "platform/PropertyList.h"
+#include "platform/BinaryPlist.h"
 #include "support/TestEnvironment.h"
 
 #include <QDateTime>
@@ -16,15 +17,19 @@ namespace {
 // The same value on both sides of the boundary: built here, and in Python below.
 QVariantMap sampleValue()
 {
-    return QVariantMap{
-        {u"dict"_s, QVariantMap{{u"nested"_s, QVariantMap{{u"deep"_s,
-                                                          QVariantList{1, 2,
-                                                                       QVariantMap{{u"x"_s, u"y"_s}}}}}},
-                                {u"empty"_s, QVariantMap()}}},
-        {u"array"_s, QVariantList{u"a"_s, 1, 2.5, true, false, QVariantList(),
-                                  QVariantList{u"inner"_s}}},
+    return QVariantMap {
+        {u"dict"_s,
+         QVariantMap {
+             {u"nested"_s,
+              QVariantMap {{u"deep"_s, QVariantList {1, 2, QVariantMap {{u"x"_s, u"y"_s}}}}}},
+             {u"empty"_s, QVariantMap()}}},
+        {u"array"_s,
+         QVariantList {u"a"_s, 1, 2.5, true, false, QVariantList(), QVariantList {u"inner"_s}}},
         {u"date"_s, QDateTime(QDate(2026, 11, 15), QTime(18, 5, 9), Qt::UTC)},
-        {u"data"_s, QByteArray("\x00\x01\xff" "binary", 9)},
+        {u"data"_s,
+         QByteArray("\x00\x01\xff"
+                    "binary",
+                    9)},
         {u"negative"_s, qint64(-5)},
         {u"minus1"_s, qint64(-1)},
         {u"min64"_s, std::numeric_limits<qint64>::min()},
@@ -93,18 +98,16 @@ void expectSameTypes(const QVariant &actual, const QVariant &expected, const std
     }
 }
 
-class PlistlibInterop : public ::testing::TestWithParam<const char *>
-{
-};
+class PlistlibInterop : public ::testing::TestWithParam<const char *> { };
 
 TEST_P(PlistlibInterop, ReadsWhatPlistlibWrites)
 {
     QTemporaryDir dir;
     const QString file = dir.filePath(u"from-python.plist"_s);
     const QString script = QString::fromUtf8(kPythonSample)
-                           + u"import plistlib, sys\n"
-                             "fmt = plistlib.FMT_BINARY if sys.argv[2] == 'binary' else plistlib.FMT_XML\n"
-                             "plistlib.dump(value, open(sys.argv[1], 'wb'), fmt=fmt)\n"_s;
+        + u"import plistlib, sys\n"
+          "fmt = plistlib.FMT_BINARY if sys.argv[2] == 'binary' else plistlib.FMT_XML\n"
+          "plistlib.dump(value, open(sys.argv[1], 'wb'), fmt=fmt)\n"_s;
     const ProcessResult python = runPython(script, {file, QString::fromUtf8(GetParam())});
     ASSERT_EQ(python.exitCode, 0) << python.errorOutput.toStdString();
 
@@ -133,13 +136,15 @@ TEST_P(PlistlibInterop, PlistlibReadsWhatWeWrite)
     out.write(bytes);
     out.close();
     const QString script = QString::fromUtf8(kPythonSample)
-                           + u"import plistlib, sys\n"
-                             "got = plistlib.load(open(sys.argv[1], 'rb'))\n"
-                             "bad = [k for k in value if got.get(k) != value[k] or type(got.get(k)) != type(value[k])]\n"
-                             "bad += [k for k in got if k not in value]\n"
-                             "print(bad); sys.exit(1 if bad else 0)\n"_s;
+        + u"import plistlib, sys\n"
+          "got = plistlib.load(open(sys.argv[1], 'rb'))\n"
+          "bad = [k for k in value if got.get(k) != value[k] or type(got.get(k)) != "
+          "type(value[k])]\n"
+          "bad += [k for k in got if k not in value]\n"
+          "print(bad); sys.exit(1 if bad else 0)\n"_s;
     const ProcessResult python = runPython(script, {file});
-    EXPECT_EQ(python.exitCode, 0) << python.output.toStdString() << python.errorOutput.toStdString();
+    EXPECT_EQ(python.exitCode, 0) << python.output.toStdString()
+                                  << python.errorOutput.toStdString();
 }
 
 INSTANTIATE_TEST_SUITE_P(PropertyList, PlistlibInterop, ::testing::Values("xml", "binary"));
@@ -187,7 +192,8 @@ TEST(PropertyListFixtures, InlineValuesAndReferencesOfACustomObject)
 
 TEST(PropertyListFixtures, XmlArchivesTurnCfUidDictionariesIntoReferences)
 {
-    const QString file = fixturePath(u"keyed-archives/swiftcorelibs_NSKeyedUnarchiver-ArrayTest.plist"_s);
+    const QString file
+        = fixturePath(u"keyed-archives/swiftcorelibs_NSKeyedUnarchiver-ArrayTest.plist"_s);
     if (!QFile::exists(file))
         GTEST_SKIP() << "shared fixtures not found";
     const QByteArray bytes = readAll(file);
@@ -198,11 +204,10 @@ TEST(PropertyListFixtures, XmlArchivesTurnCfUidDictionariesIntoReferences)
 
 TEST(PropertyListWrite, UidsAndNegativeNumbersSurviveTheBinaryForm)
 {
-    const QVariantMap value{{u"ref"_s, QVariant::fromValue(PlistUid{7})},
-                            {u"n"_s, -70000},
-                            {u"u"_s, 70000u}};
-    const QVariant back = PropertyList::fromData(
-        PropertyList::toData(value, PropertyList::Format::Binary));
+    const QVariantMap value {
+        {u"ref"_s, QVariant::fromValue(PlistUid {7})}, {u"n"_s, -70000}, {u"u"_s, 70000u}};
+    const QVariant back
+        = PropertyList::fromData(PropertyList::toData(value, PropertyList::Format::Binary));
     EXPECT_EQ(back.toMap().value(u"ref"_s).value<PlistUid>().value, 7u);
     EXPECT_EQ(back.toMap().value(u"n"_s).toLongLong(), -70000);
     EXPECT_EQ(back.toMap().value(u"u"_s).toLongLong(), 70000);
@@ -212,7 +217,7 @@ TEST(PropertyListWrite, ValuesWithoutAPropertyListFormAreRefused)
 {
     WarningCapture warnings;
     EXPECT_TRUE(PropertyList::toData(QVariant(), PropertyList::Format::Xml).isEmpty());
-    EXPECT_TRUE(PropertyList::toData(QVariantMap{{u"p"_s, QVariant(QPoint(1, 2))}},
+    EXPECT_TRUE(PropertyList::toData(QVariantMap {{u"p"_s, QVariant(QPoint(1, 2))}},
                                      PropertyList::Format::Binary)
                     .isEmpty());
     EXPECT_FALSE(warnings.lines().isEmpty());
@@ -226,12 +231,12 @@ TEST(PropertyListFiles, DictionaryFilesAreXmlAndAtomic)
     EXPECT_TRUE(env.readFile(path).startsWith("<?xml"));
     EXPECT_EQ(QFile(env.real(path)).permissions() & QFile::ExeOther, QFile::ExeOther);
     EXPECT_EQ(PropertyList::readDictionary(path).value(u"k"_s).toString(), u"v"_s);
-    EXPECT_TRUE(QDir(env.real(u"/Library/Application Support/X"_s)).entryList(QDir::Files).size() == 1)
+    EXPECT_TRUE(QDir(env.real(u"/Library/Application Support/X"_s)).entryList(QDir::Files).size()
+                == 1)
         << "no temporary file left behind";
 }
 
-struct CorruptCase
-{
+struct CorruptCase {
     const char *name;
     QByteArray bytes;
 };
@@ -251,7 +256,8 @@ TEST(PropertyListBadInput, GivesAnEmptyValueAndATraceLine)
         {"truncated xml", validXml.left(validXml.size() / 2)},
         {"garbage", QByteArray("\x13\x37 not a property list \xfe\xff", 26)},
         {"json", QByteArray("{\"a\": 1}")},
-        {"key without value", QByteArray("<plist version=\"1.0\"><dict><key>a</key></dict></plist>")},
+        {"key without value",
+         QByteArray("<plist version=\"1.0\"><dict><key>a</key></dict></plist>")},
         {"unclosed tags", QByteArray("<?xml version=\"1.0\"?><plist><dict><key>a</key><string>b")},
     };
     for (const CorruptCase &c : cases) {
@@ -282,14 +288,132 @@ TEST(PropertyListBadInput, EveryTruncationAndByteFlipOfABinaryFileIsSurvived)
 TEST(PropertyListBadInput, WrongTypeAndMissingFiles)
 {
     TestEnvironment env;
-    env.writeFile(u"/a.plist"_s, PropertyList::toData(QVariantList{1, 2}, PropertyList::Format::Xml));
+    env.writeFile(u"/a.plist"_s,
+                  PropertyList::toData(QVariantList {1, 2}, PropertyList::Format::Xml));
     WarningCapture warnings;
     EXPECT_TRUE(PropertyList::readDictionary(u"/a.plist"_s).isEmpty());
     EXPECT_EQ(PropertyList::readArray(u"/a.plist"_s).size(), 2);
     EXPECT_FALSE(warnings.lines().isEmpty());
     EXPECT_TRUE(PropertyList::readDictionary(u"/missing.plist"_s).isEmpty());
-    env.writeFile(u"/d.plist"_s, PropertyList::toData(QVariantMap{{u"a"_s, 1}}, PropertyList::Format::Xml));
+    env.writeFile(u"/d.plist"_s,
+                  PropertyList::toData(QVariantMap {{u"a"_s, 1}}, PropertyList::Format::Xml));
     EXPECT_TRUE(PropertyList::readArray(u"/d.plist"_s).isEmpty());
+}
+
+// Lengths below 15 sit in the marker's low nibble; from 15 on the nibble is 0xF and an integer
+// object follows. Both writers (the library's and ours) and our reader must agree at the seam.
+TEST(PropertyListBinary, LengthMarkersAroundTheExtendedForm)
+{
+    for (const int n : {14, 15, 16}) {
+        const QVariant values[]
+            = {QString(n, u'a'), QString(n, u'é'), QByteArray(n, '\x07'), QVariantList(n, 3)};
+        const quint8 types[] = {0x5, 0x6, 0x4, 0xA};
+        for (int kind = 0; kind < 4; ++kind) {
+            SCOPED_TRACE(std::to_string(n) + " of kind " + std::to_string(kind));
+            QByteArray expected(1, char(types[kind] << 4 | qMin(n, 15)));
+            if (n >= 15)
+                expected += QByteArray("\x10") + char(n);
+            const QByteArray fromLibrary
+                = PropertyList::toData(values[kind], PropertyList::Format::Binary);
+            EXPECT_EQ(fromLibrary.mid(8, expected.size()), expected);
+            EXPECT_EQ(PropertyList::fromData(fromLibrary), values[kind]);
+
+            BinaryPlist::Writer writer;
+            BinaryPlist::Writer::Index top = 0;
+            if (kind == 3) {
+                top = writer.reserve();
+                writer.setArray(
+                    top, std::vector<BinaryPlist::Writer::Index>(size_t(n), writer.addInteger(3)));
+            } else {
+                top = kind == 2 ? writer.addData(values[kind].toByteArray())
+                                : writer.addString(values[kind].toString());
+            }
+            const QByteArray ours = writer.finish(top);
+            EXPECT_EQ(ours.mid(8, expected.size()), expected);
+            EXPECT_EQ(PropertyList::fromData(ours), values[kind]);
+            BinaryPlist::Reader reader;
+            QString error;
+            ASSERT_TRUE(reader.open(ours, &error));
+            EXPECT_EQ(reader.object(reader.topObject()).count, n);
+        }
+    }
+}
+
+// A dictionary {key: value} written by our own writer, as any sender could.
+QByteArray binaryDictionary(const QString &key, const QString &value)
+{
+    BinaryPlist::Writer out;
+    const auto dict = out.reserve();
+    out.setDictionary(dict, {out.addString(key)}, {out.addString(value)});
+    return out.finish(dict);
+}
+
+TEST(PropertyListBadInput, KeysAndStringsAreReadByLength)
+{
+    const QString key(u"a\u0000b"_s), value(u"x\u0000y"_s);
+    const QByteArray payload = binaryDictionary(key, value);
+    const QVariantMap map = PropertyList::fromData(payload).toMap();
+    EXPECT_EQ(map.keys(), QStringList {key});
+    EXPECT_EQ(map.value(key).toString(), value);
+    const QByteArray utf16 = binaryDictionary(u"é\u0000"_s, u"ü"_s);
+    EXPECT_EQ(PropertyList::fromData(utf16).toMap().keys(), QStringList {u"é\u0000"_s});
+
+    // XML has no way to say U+0000: a raw NUL byte is refused rather than cut at.
+    WarningCapture warnings;
+    EXPECT_FALSE(PropertyList::fromData(QByteArray("<plist version=\"1.0\"><dict><key>a\0b</key>"
+                                                   "<string>x</string></dict></plist>",
+                                                   75))
+                     .isValid());
+    EXPECT_FALSE(PropertyList::fromData("<plist version=\"1.0\"><dict><key>a&#0;b</key>"
+                                        "<string>x</string></dict></plist>")
+                     .isValid());
+    EXPECT_EQ(warnings.lines().size(), 2);
+}
+
+TEST(PropertyListBadInput, SharedContainersDecodeOnceWithinABudgetAndCyclesAreRefused)
+{
+    const auto levels = [](int count) {
+        BinaryPlist::Writer out;
+        auto level = out.addString(u"leaf"_s);
+        for (int i = 0; i < count; ++i) {
+            const auto array = out.reserve();
+            out.setArray(array, {level, level});
+            level = array;
+        }
+        return out.finish(level);
+    };
+    QVariant small = PropertyList::fromData(levels(10));
+    int depth = 0;
+    for (; small.typeId() == QMetaType::QVariantList; ++depth) {
+        ASSERT_EQ(small.toList().size(), 2);
+        EXPECT_EQ(small.toList().first(), small.toList().last());
+        small = small.toList().first();
+    }
+    EXPECT_EQ(depth, 10);
+    EXPECT_EQ(small.toString(), u"leaf"_s);
+
+    BinaryPlist::Writer out;
+    const auto self = out.reserve();
+    out.setArray(self, {out.addInteger(1), self});
+    const QByteArray cycle = out.finish(self);
+
+    const QByteArray bomb = levels(30);
+    EXPECT_LT(bomb.size(), 200);
+    const struct {
+        const char *name;
+        QByteArray bytes;
+        QString trace;
+    } cases[] = {
+        {"shared 2^30 times", bomb,
+         u"the property list stands for "_s + BinaryPlist::Cost::exceededText()},
+        {"an array holding itself", cycle, u"a container that contains itself"_s},
+    };
+    for (const auto &c : cases) {
+        WarningCapture warnings;
+        EXPECT_FALSE(PropertyList::fromData(c.bytes).isValid()) << c.name;
+        EXPECT_TRUE(warnings.lines().join(u'\n').contains(c.trace))
+            << c.name << warnings.lines().join(u'\n').toStdString();
+    }
 }
 
 } // namespace

@@ -1,11 +1,13 @@
 #include "ChannelEndpoint.h"
 
 #include "MessageSendingModule.h"
+#include "platform/PlatformLog.h"
 #include "platform/PropertyList.h"
 
 #include <QDBusConnection>
-#include <QDBusConnectionInterface>
 #include <QDBusMessage>
+#include <QDBusServiceWatcher>
+#include <QThread>
 
 using namespace Qt::StringLiterals;
 
@@ -13,6 +15,8 @@ ChannelEndpoint::ChannelEndpoint(const QString &connectionName)
     : m_connectionName(connectionName)
 {
 }
+
+ChannelEndpoint::~ChannelEndpoint() = default;
 
 void ChannelEndpoint::setDelegate(MessageSendingModuleDelegate *delegate)
 {
@@ -28,8 +32,38 @@ MessageSendingModuleDelegate *ChannelEndpoint::delegate() const
 
 void ChannelEndpoint::setRemoteBusName(const QString &name)
 {
-    QMutexLocker lock(&m_lock);
-    m_remoteBusName = name;
+    const QDBusConnection bus(m_connectionName);
+    m_ownerWatcher = std::make_unique<QDBusServiceWatcher>(name, bus, QDBusServiceWatcher::WatchForOwnerChange);
+    m_ownerWatcher->moveToThread(thread());
+    connect(m_ownerWatcher.get(), &QDBusServiceWatcher::serviceOwnerChanged, this,
+            [this](const QString &, const QString &, const QString &owner) { setOwner(owner); });
+    // The answer and every later change arrive in the order the bus sent them, before any call
+    // the new owner makes.
+    QDBusMessage ask = QDBusMessage::createMethodCall(u"org.freedesktop.DBus"_s, u"/org/freedesktop/DBus"_s,
+                                                      u"org.freedesktop.DBus"_s, u"GetNameOwner"_s);
+    ask << name;
+    if (!bus.callWithCallback(ask, this, SLOT(ownerFound(QString)), SLOT(ownerNotFound(QDBusError)),
+                              MessageSendingModule::kTimeoutMs))
+        m_ownerKnown = true; // no bus: nobody owns anything
+}
+
+void ChannelEndpoint::ownerFound(const QString &owner)
+{
+    setOwner(owner);
+}
+
+void ChannelEndpoint::ownerNotFound(const QDBusError &)
+{
+    setOwner(QString());
+}
+
+void ChannelEndpoint::setOwner(const QString &owner)
+{
+    m_remoteOwner = owner;
+    m_ownerKnown = true;
+    const QList<Arrival> waiting = std::exchange(m_waitingForOwner, {});
+    for (const Arrival &arrival : waiting)
+        deliver(arrival);
 }
 
 QString ChannelEndpoint::introspect(const QString &) const
@@ -55,27 +89,48 @@ bool ChannelEndpoint::handleMessage(const QDBusMessage &message, const QDBusConn
                                                  u"Expected DidReceiveDataFromOtherProcess(aysss)"_s));
         return true;
     }
+    const QList<QVariant> args = message.arguments();
+    const QByteArray payload = args.at(0).toByteArray();
+    QString refusal;
+    if (payload.size() > kMaxPayloadBytes)
+        refusal = u"a payload of %1 bytes is over the bound of %2"_s.arg(payload.size()).arg(kMaxPayloadBytes);
+    else if (m_backlogBytes.fetch_add(payload.size()) + payload.size() > kMaxBacklogBytes)
+        refusal = u"%1 bytes are already waiting"_s.arg(m_backlogBytes.fetch_sub(payload.size()) - payload.size());
+    if (!refusal.isEmpty()) {
+        qCWarning(lcPlatform).noquote() << u"Channel message from %1 refused: %2"_s.arg(message.service(), refusal);
+        connection.send(message.createErrorReply(QDBusError::LimitsExceeded, refusal));
+        return true;
+    }
     connection.send(message.createReply());
-    QMetaObject::invokeMethod(&m_listener, [this, message] { deliver(message); }, Qt::QueuedConnection);
+    Arrival arrival{payload, args.at(1).toString(), args.at(2).toString(), args.at(3).toString(), message.service()};
+    QMetaObject::invokeMethod(this, [this, arrival] { arrive(arrival); }, Qt::QueuedConnection);
     return true;
 }
 
-void ChannelEndpoint::deliver(const QDBusMessage &message)
+void ChannelEndpoint::arrive(const Arrival &arrival)
 {
-    QMutexLocker lock(&m_lock);
-    MessageSendingModuleDelegate *target = m_delegate;
-    const QString remote = m_remoteBusName;
-    lock.unlock();
+    if (m_ownerKnown)
+        deliver(arrival);
+    else
+        m_waitingForOwner.append(arrival);
+}
+
+void ChannelEndpoint::deliver(const Arrival &arrival)
+{
+    m_backlogBytes -= arrival.payload.size();
+    MessageSendingModuleDelegate *target = delegate();
     if (!target)
         return;
-    const QList<QVariant> args = message.arguments();
+    const QVariant payload = PropertyList::fromData(arrival.payload);
+    if (!payload.isValid()) {
+        qCWarning(lcPlatform).noquote()
+            << u"Channel message of type %1 from %2 dropped: its payload is not a property list"_s.arg(
+                   arrival.type, arrival.senderUniqueName);
+        return;
+    }
     IncomingMessage incoming;
-    const QVariant payload = PropertyList::fromData(args.at(0).toByteArray());
-    incoming.message = {payload.isValid() ? payload : QVariant(u""_s), args.at(1), args.at(2), args.at(3)};
-    incoming.senderUniqueName = message.service();
-    // Asked now, on the listening thread: the owner of the remote name may have changed.
-    const QDBusConnection bus(m_connectionName);
-    const QString owner = bus.interface()->serviceOwner(remote).value();
-    incoming.fromRemoteEnd = !owner.isEmpty() && owner == incoming.senderUniqueName;
+    incoming.message = {payload, arrival.type, arrival.sender, arrival.receiver};
+    incoming.senderUniqueName = arrival.senderUniqueName;
+    incoming.fromRemoteEnd = !m_remoteOwner.isEmpty() && m_remoteOwner == arrival.senderUniqueName;
     target->didReceiveIPCMessage(incoming);
 }

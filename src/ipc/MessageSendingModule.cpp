@@ -7,8 +7,10 @@
 #include <QDBusConnection>
 #include <QDBusConnectionInterface>
 #include <QDBusMessage>
+#include <QDBusPendingCallWatcher>
+#include <QDBusPendingReply>
 #include <QDBusReply>
-#include <QSemaphore>
+#include <QDeadlineTimer>
 
 #include <atomic>
 #include <csignal>
@@ -91,13 +93,107 @@ void MessageSendingModule::installSignalCaughtHandler(std::initializer_list<int>
 
 namespace {
 
+constexpr int kShutdownFlushMs = 300;
+
 QString nextConnectionName()
 {
     static std::atomic<int> counter{0};
     return u"lumen-channel-%1"_s.arg(++counter);
 }
 
+QDBusMessage nameOwnerQuery(const QString &busName)
+{
+    QDBusMessage ask = QDBusMessage::createMethodCall(u"org.freedesktop.DBus"_s, u"/org/freedesktop/DBus"_s,
+                                                      u"org.freedesktop.DBus"_s, u"GetNameOwner"_s);
+    ask << busName;
+    return ask;
+}
+
+QDBusMessage channelCall(const QString &owner, const QByteArray &payload, const QVariantList &message)
+{
+    QDBusMessage call = QDBusMessage::createMethodCall(owner, QString::fromLatin1(MessageSendingModule::kObjectPath),
+                                                       QString::fromLatin1(MessageSendingModule::kInterface),
+                                                       QString::fromLatin1(MessageSendingModule::kMethod));
+    call.setAutoStartService(false);
+    call << payload << message.at(1).toString() << message.at(2).toString() << message.at(3).toString();
+    return call;
+}
+
 } // namespace
+
+// Sends queued messages from the sending thread, never waiting there for an answer: the peer's
+// owner is looked up and each call made asynchronously, in the order the messages were queued.
+class MessageSendingModule::Sender : public QObject
+{
+public:
+    explicit Sender(MessageSendingModule *module) : m_module(module) {}
+
+    // `message` holds the encoded payload in place of the payload.
+    void dispatch(const QVariantList &message)
+    {
+        m_queue.append(message);
+        pump();
+    }
+
+private:
+    static constexpr int kMaxInFlight = 8; // a burst must not flood the peer's backlog
+
+    void pump()
+    {
+        if (m_owner.isEmpty()) {
+            if (!m_lookingUp && !m_queue.isEmpty())
+                lookUpOwner();
+            return;
+        }
+        while (m_inFlight < kMaxInFlight && !m_queue.isEmpty())
+            call(m_queue.takeFirst());
+    }
+
+    void lookUpOwner()
+    {
+        m_lookingUp = true;
+        const QDBusPendingCall pending = m_module->bus().asyncCall(
+            nameOwnerQuery(busNameForChannel(m_module->m_remoteName)), kTimeoutMs);
+        auto *watcher = new QDBusPendingCallWatcher(pending, this);
+        connect(watcher, &QDBusPendingCallWatcher::finished, this, [this, watcher] {
+            watcher->deleteLater();
+            const QDBusPendingReply<QString> reply = *watcher;
+            m_lookingUp = false;
+            m_owner = reply.isValid() ? reply.value() : QString();
+            if (m_owner.isEmpty()) {
+                // Nobody listens: what is queued now is dropped.
+                for (qsizetype i = m_queue.size(); i > 0; --i)
+                    m_module->finishedSend();
+                m_queue.clear();
+            }
+            pump();
+        });
+    }
+
+    void call(const QVariantList &message)
+    {
+        ++m_inFlight;
+        const QString owner = m_owner;
+        const QDBusPendingCall pending
+            = m_module->bus().asyncCall(channelCall(owner, message.at(0).toByteArray(), message), kTimeoutMs);
+        auto *watcher = new QDBusPendingCallWatcher(pending, this);
+        connect(watcher, &QDBusPendingCallWatcher::finished, this, [this, watcher, owner] {
+            watcher->deleteLater();
+            --m_inFlight;
+            // Forget the peer: the next message looks the name up again (the peer may restart).
+            if (watcher->isError() && m_owner == owner)
+                m_owner.clear();
+            m_module->finishedSend();
+            pump();
+        });
+    }
+
+    MessageSendingModule *m_module;
+    QString m_owner;
+    bool m_lookingUp = false;
+    int m_inFlight = 0;
+    QList<QVariantList> m_queue;
+};
 
 MessageSendingModule::MessageSendingModule(QObject *parent)
     : QObject(parent)
@@ -107,23 +203,22 @@ MessageSendingModule::MessageSendingModule(QObject *parent)
     m_endpoint = std::make_unique<ChannelEndpoint>(m_connectionName);
     m_listenerThread.setObjectName(u"channel-listener"_s);
     m_senderThread.setObjectName(u"channel-sender"_s);
-    // Calls are answered and delivered off the main thread, which may itself be waiting in a
-    // send to another end of this very process.
+    // Messages are delivered off the main thread, which may itself be waiting in a send to
+    // another end of this very process.
     m_endpoint->moveToThread(&m_listenerThread);
-    m_endpoint->listener()->moveToThread(&m_listenerThread);
     m_listenerThread.start();
-    m_senderWorker = std::make_unique<QObject>();
-    m_senderWorker->moveToThread(&m_senderThread);
-    m_oneShotThreads.setMaxThreadCount(8);
+    m_sender = std::make_unique<Sender>(this);
+    m_sender->moveToThread(&m_senderThread);
 }
 
 MessageSendingModule::~MessageSendingModule()
 {
     closeIPCConnection();
-    waitForPendingSends();
+    // A moment for what is already queued; a peer that does not answer is not waited for.
+    waitForPendingSends(kShutdownFlushMs);
     m_senderThread.quit();
     m_senderThread.wait();
-    m_senderWorker.reset(); // its thread has ended (or never ran)
+    m_sender.reset(); // its thread has ended (or never ran); unanswered calls are abandoned
     m_listenerThread.quit();
     m_listenerThread.wait();
     m_endpoint.reset();
@@ -203,38 +298,60 @@ QVariantList MessageSendingModule::buildMessage(const QVariant &payload, int typ
             m_remoteName};
 }
 
-void MessageSendingModule::sendIPCMessage(const QVariant &payload, int type, bool runInThread)
+std::optional<QByteArray> MessageSendingModule::encodePayload(const QVariant &payload)
 {
-    const QVariantList message = buildMessage(payload, type);
-    if (runInThread) {
-        m_oneShotThreads.start([this, message] { sendMessageInternal(message); });
+    const QByteArray bytes = PropertyList::toData(payload, PropertyList::Format::Binary);
+    if (bytes.isEmpty()) {
+        qCWarning(lcPlatform) << "channel message not sent: its payload has no property-list form";
+        return std::nullopt;
+    }
+    if (bytes.size() > ChannelEndpoint::kMaxPayloadBytes) {
+        qCWarning(lcPlatform) << "channel message not sent: a payload of" << bytes.size()
+                              << "bytes is over the bound of" << ChannelEndpoint::kMaxPayloadBytes;
+        return std::nullopt;
+    }
+    return bytes;
+}
+
+void MessageSendingModule::sendIPCMessage(const QVariant &payload, int type, bool)
+{
+    QVariantList message = buildMessage(payload, type);
+    const std::optional<QByteArray> encoded = encodePayload(message.at(0));
+    if (!encoded)
         return;
+    message[0] = *encoded;
+    {
+        QMutexLocker lock(&m_pendingLock);
+        ++m_pending;
     }
     if (!m_senderThread.isRunning())
         m_senderThread.start();
-    QMetaObject::invokeMethod(m_senderWorker.get(), [this, message] { sendMessageInternal(message); },
-                              Qt::QueuedConnection);
+    QMetaObject::invokeMethod(m_sender.get(), [this, message] { m_sender->dispatch(message); }, Qt::QueuedConnection);
 }
 
-void MessageSendingModule::waitForPendingSends()
+void MessageSendingModule::finishedSend()
 {
-    m_oneShotThreads.waitForDone();
-    if (m_senderThread.isRunning()) {
-        // A marker behind everything queued so far.
-        QSemaphore done;
-        QMetaObject::invokeMethod(m_senderWorker.get(), [&done] { done.release(); }, Qt::QueuedConnection);
-        done.acquire();
+    QMutexLocker lock(&m_pendingLock);
+    if (--m_pending == 0)
+        m_pendingDone.wakeAll();
+}
+
+bool MessageSendingModule::waitForPendingSends(int ms)
+{
+    QDeadlineTimer deadline(ms < 0 ? QDeadlineTimer(QDeadlineTimer::Forever) : QDeadlineTimer(ms));
+    QMutexLocker lock(&m_pendingLock);
+    while (m_pending > 0) {
+        if (!m_pendingDone.wait(&m_pendingLock, deadline))
+            return false;
     }
+    return true;
 }
 
 QString MessageSendingModule::remoteOwner()
 {
     if (!m_cachedRemoteOwner.isEmpty())
         return m_cachedRemoteOwner;
-    QDBusMessage ask = QDBusMessage::createMethodCall(u"org.freedesktop.DBus"_s, u"/org/freedesktop/DBus"_s,
-                                                      u"org.freedesktop.DBus"_s, u"GetNameOwner"_s);
-    ask << busNameForChannel(m_remoteName);
-    const QDBusMessage reply = bus().call(ask, QDBus::Block, kTimeoutMs);
+    const QDBusMessage reply = bus().call(nameOwnerQuery(busNameForChannel(m_remoteName)), QDBus::Block, kTimeoutMs);
     if (reply.type() == QDBusMessage::ReplyMessage && !reply.arguments().isEmpty())
         m_cachedRemoteOwner = reply.arguments().first().toString();
     return m_cachedRemoteOwner;
@@ -244,17 +361,14 @@ bool MessageSendingModule::sendMessageInternal(const QVariantList &message)
 {
     if (message.size() != 4)
         return false;
+    const std::optional<QByteArray> payload = encodePayload(message.at(0));
+    if (!payload)
+        return false;
     QMutexLocker lock(&m_sendLock);
     const QString owner = remoteOwner();
     if (owner.isEmpty())
         return false; // nobody listens under the remote name: the message is dropped
-    QDBusMessage call = QDBusMessage::createMethodCall(owner, QString::fromLatin1(kObjectPath),
-                                                       QString::fromLatin1(kInterface),
-                                                       QString::fromLatin1(kMethod));
-    call.setAutoStartService(false);
-    call << PropertyList::toData(message.at(0), PropertyList::Format::Binary) << message.at(1).toString()
-         << message.at(2).toString() << message.at(3).toString();
-    const QDBusMessage reply = bus().call(call, QDBus::Block, kTimeoutMs);
+    const QDBusMessage reply = bus().call(channelCall(owner, *payload, message), QDBus::Block, kTimeoutMs);
     if (reply.type() != QDBusMessage::ReplyMessage) {
         // Forget the peer: the next message looks the name up again (the peer may restart).
         m_cachedRemoteOwner.clear();

@@ -5,10 +5,12 @@
 #include <QObject>
 #include <QString>
 #include <QThread>
-#include <QThreadPool>
 #include <QVariantList>
+#include <QWaitCondition>
 
+#include <atomic>
 #include <memory>
+#include <optional>
 
 class ChannelEndpoint;
 
@@ -35,7 +37,9 @@ public:
 // com.halvern.Lumen.MessageChannel.DidReceiveDataFromOtherProcess(ay payload, s type,
 // s sender, s receiver) takes a message; the payload is a property list (a string or a
 // dictionary). Sending is fire-and-forget for the caller: a missing peer drops the message, and
-// a failed send forgets the peer so that the next message looks it up afresh.
+// a failed send forgets the peer so that the next message looks it up afresh. Queued messages
+// are sent from the sending thread without waiting for their answers, so that a peer that hangs
+// holds up nobody; closing the end takes well under a second whatever the peer does.
 class MessageSendingModule : public QObject
 {
     Q_OBJECT
@@ -61,13 +65,14 @@ public:
     // Stores the names and starts listening under the local one ("" or `listen` false: send
     // only). False when the local name could not be taken (the end can still send).
     bool setupConnection(const QString &localName, const QString &remoteName, bool listen = true);
-    // Queues a message for the remote end: on a fresh pooled thread when `runInThread` is set,
-    // else on the long-lived sending thread. Returns at once.
+    // Queues a message for the remote end and returns at once. Both kinds go out from the
+    // sending thread without blocking it, so a thread of their own (`runInThread`) would add
+    // nothing; the flag is kept for the callers.
     void sendIPCMessage(const QVariant &payload, int type, bool runInThread);
     // Sends now and waits up to three seconds; true when the peer took the message.
     bool sendMessageInternal(const QVariantList &message);
-    // Waits until every queued message has been sent or dropped.
-    void waitForPendingSends();
+    // Waits until every queued message has been answered or dropped; false when `ms` ran out.
+    bool waitForPendingSends(int ms = -1);
 
     void closeIPCConnection();
     // 0 ("terminate later") while listening, else 1.
@@ -79,9 +84,16 @@ public:
 
     QVariantList buildMessage(const QVariant &payload, int type) const;
 
+    // The payload's encoded form, or nothing (with a trace line) when it cannot or must not be
+    // sent.
+    static std::optional<QByteArray> encodePayload(const QVariant &payload);
+
 private:
+    class Sender;
+
     bool listenForRequests();
     QString remoteOwner(); // the unique name now owning the remote name, cached
+    void finishedSend();
 
     QDBusConnection bus() const;
 
@@ -92,8 +104,10 @@ private:
     std::unique_ptr<ChannelEndpoint> m_endpoint;
     QThread m_listenerThread;
     QThread m_senderThread;
-    std::unique_ptr<QObject> m_senderWorker; // lives on the sending thread
-    QThreadPool m_oneShotThreads;
-    QMutex m_sendLock; // serialises sends and guards the cached peer
+    std::unique_ptr<Sender> m_sender; // lives on the sending thread
+    QMutex m_sendLock; // serialises direct sends and guards their cached peer
     QString m_cachedRemoteOwner;
+    QMutex m_pendingLock;
+    QWaitCondition m_pendingDone;
+    int m_pending = 0;
 };

@@ -1,7 +1,12 @@
 #include "ipc/MessageSendingModule.h"
+#include "platform/PropertyList.h"
 #include "support/TestEnvironment.h"
 
 #include <QCoreApplication>
+#include <QDBusConnection>
+#include <QDBusConnectionInterface>
+#include <QDBusMessage>
+#include <QDBusPendingCall>
 #include <QDateTime>
 #include <QElapsedTimer>
 #include <QJsonDocument>
@@ -12,6 +17,7 @@
 #include <gtest/gtest.h>
 
 #include <csignal>
+#include <signal.h>
 #include <memory>
 #include <vector>
 
@@ -85,13 +91,45 @@ public:
     QStringList linesWhenDone(int ms = 15000)
     {
         m_process.waitForFinished(ms);
-        return QString::fromUtf8(m_process.readAllStandardOutput()).split(u'\n', Qt::SkipEmptyParts);
+        m_output += m_process.readAllStandardOutput();
+        return QString::fromUtf8(m_output).split(u'\n', Qt::SkipEmptyParts);
     }
+    bool waitForOutput(const QByteArray &text, int ms = 10000)
+    {
+        QElapsedTimer timer;
+        timer.start();
+        while (!m_output.contains(text) && timer.elapsed() < ms) {
+            m_process.waitForReadyRead(50);
+            m_output += m_process.readAllStandardOutput();
+        }
+        return m_output.contains(text);
+    }
+    // Milliseconds from SIGTERM to the end of the process (-1: still running after `ms`).
+    qint64 terminate(int ms = 5000)
+    {
+        QElapsedTimer timer;
+        timer.start();
+        m_process.terminate();
+        return m_process.waitForFinished(ms) ? timer.elapsed() : -1;
+    }
+    QByteArray errorOutput() { return m_process.readAllStandardError(); }
     bool isReady() { return m_process.state() == QProcess::Running; }
+    pid_t pid() const { return pid_t(m_process.processId()); }
 
 private:
     QProcess m_process;
+    QByteArray m_output;
 };
+
+// A call to a channel end made by hand, as any program on the bus could make it.
+QDBusMessage rawCall(const QString &to, const QByteArray &payload, const QString &type)
+{
+    QDBusMessage call = QDBusMessage::createMethodCall(
+        MessageSendingModule::busNameForChannel(to), QString::fromLatin1(MessageSendingModule::kObjectPath),
+        QString::fromLatin1(MessageSendingModule::kInterface), QString::fromLatin1(MessageSendingModule::kMethod));
+    call << payload << type << u"someone"_s << to;
+    return call;
+}
 
 TEST(ChannelNames, EscapingIsReversibleAndGivesValidBusNames)
 {
@@ -142,7 +180,7 @@ TEST(MessageChannel, ADictionaryFromAnotherProcessArrivesIntactWithItsSender)
     EXPECT_FALSE(inbox.calledOnMainThread());
 }
 
-TEST(MessageChannel, TheDelegateKnowsWhenTheRemoteEndItselfSent)
+TEST(MessageChannel, OnlyTheOwnerOfTheRemoteNameCountsAsTheRemoteEnd)
 {
     const QString mine = uniqueName(u"MA"_s), theirs = uniqueName(u"AM"_s);
     Inbox inbox;
@@ -152,10 +190,17 @@ TEST(MessageChannel, TheDelegateKnowsWhenTheRemoteEndItselfSent)
     MessageSendingModule companion; // in this process, but owning the remote name
     ASSERT_TRUE(companion.setupConnection(theirs, mine));
     ASSERT_TRUE(companion.sendMessageInternal(companion.buildMessage(u"ls"_s, 5)));
-    const QList<IncomingMessage> got = inbox.waitFor(1);
-    ASSERT_EQ(got.size(), 1);
-    EXPECT_TRUE(got.first().fromRemoteEnd);
-    EXPECT_EQ(got.first().message.at(0).toString(), u"ls"_s);
+    ASSERT_EQ(inbox.waitFor(1).size(), 1);
+    // Another program of the same user, naming itself the companion without owning its name.
+    QProcess impostor;
+    impostor.start(kPeer, {u"send"_s, theirs, mine, u"1"_s, u"1"_s});
+    ASSERT_TRUE(impostor.waitForFinished(15000));
+    const QList<IncomingMessage> got = inbox.waitFor(2);
+    ASSERT_EQ(got.size(), 2);
+    EXPECT_TRUE(got.at(0).fromRemoteEnd);
+    EXPECT_EQ(got.at(0).message.at(0).toString(), u"ls"_s);
+    EXPECT_EQ(got.at(1).message.at(2).toString(), theirs) << "it claims the companion's name";
+    EXPECT_FALSE(got.at(1).fromRemoteEnd);
 }
 
 TEST(MessageChannel, AMessageToAnAbsentPeerIsDroppedQuickly)
@@ -210,6 +255,71 @@ TEST(MessageChannel, MessagesFromManyThreadsAllArrive)
     EXPECT_EQ(serials.size(), kCount);
 }
 
+TEST(MessageChannel, AHugeBacklogIsRefusedTheChannelStaysAwakeAndSigtermEndsItAtOnce)
+{
+    const QString mine = uniqueName(u"AM"_s), theirs = uniqueName(u"MA"_s);
+    PeerProcess peer(theirs, mine, 100);
+    ASSERT_TRUE(peer.isReady());
+    // Three 34 MB property lists at once, far beyond anything the companion sends.
+    const QByteArray huge = PropertyList::toData(QString(34 * 1024 * 1024, u'x'), PropertyList::Format::Binary);
+    QDBusConnection bus = QDBusConnection::sessionBus();
+    QList<QDBusPendingCall> calls;
+    for (int i = 0; i < 3; ++i)
+        calls.append(bus.asyncCall(rawCall(theirs, huge, u"2"_s), 30000));
+    for (QDBusPendingCall &call : calls) {
+        call.waitForFinished();
+        EXPECT_TRUE(call.isError()) << "a refusal is answered as an error";
+    }
+    MessageSendingModule channel;
+    channel.setupConnection(mine, theirs, false);
+    EXPECT_TRUE(channel.sendMessageInternal(channel.buildMessage(u"awake"_s, 2)));
+    EXPECT_TRUE(peer.waitForOutput("2 awake"));
+    const qint64 ms = peer.terminate();
+    EXPECT_GE(ms, 0) << "SIGTERM did not end the listener";
+    EXPECT_LT(ms, 1000);
+    EXPECT_EQ(peer.linesWhenDone(), QStringList{u"2 awake"_s}) << "the huge payloads reached the delegate";
+    EXPECT_TRUE(peer.errorOutput().contains("refused")) << "no trace line for the refusal";
+}
+
+TEST(MessageChannel, ShutdownIsQuickEvenWhenThePeerHangs)
+{
+    const QString mine = uniqueName(u"AM"_s), theirs = uniqueName(u"MA"_s);
+    PeerProcess peer(theirs, mine, 100);
+    ASSERT_TRUE(peer.isReady());
+    QElapsedTimer timer;
+    {
+        MessageSendingModule channel;
+        channel.setupConnection(mine, theirs, false);
+        ASSERT_TRUE(channel.sendMessageInternal(channel.buildMessage(u"first"_s, 2)));
+        ::kill(peer.pid(), SIGSTOP); // the peer takes calls but never answers
+        for (int i = 0; i < 4; ++i)
+            channel.sendIPCMessage(u"stuck"_s, 2, i % 2 == 0);
+        QThread::msleep(100);
+        timer.start();
+    }
+    EXPECT_LT(timer.elapsed(), 1000);
+    ::kill(peer.pid(), SIGCONT);
+}
+
+TEST(MessageChannel, APayloadThatIsNotAPropertyListIsDropped)
+{
+    const QString mine = uniqueName(u"MA"_s);
+    Inbox inbox;
+    MessageSendingModule channel;
+    channel.setDelegate(&inbox);
+    ASSERT_TRUE(channel.setupConnection(mine, uniqueName(u"AM"_s)));
+    WarningCapture trace;
+    QDBusConnection bus = QDBusConnection::sessionBus();
+    for (const QByteArray &junk : {QByteArray("not a plist"), QByteArray(), QByteArray("bplist00\x01")})
+        bus.call(rawCall(mine, junk, u"5"_s), QDBus::Block, 5000);
+    bus.call(rawCall(mine, PropertyList::toData(u"ok"_s, PropertyList::Format::Xml), u"2"_s), QDBus::Block, 5000);
+    const QList<IncomingMessage> got = inbox.waitFor(1);
+    QThread::msleep(200);
+    ASSERT_EQ(inbox.waitFor(2, 0).size(), 1);
+    EXPECT_EQ(got.first().message.at(0).toString(), u"ok"_s);
+    EXPECT_EQ(trace.lines().filter(u"not a property list"_s).size(), 3) << trace.lines().join(u'\n').toStdString();
+}
+
 TEST(MessageChannel, AnEmptyLocalNameSendsButNeverListens)
 {
     MessageSendingModule channel;
@@ -225,11 +335,22 @@ TEST(MessageChannel, AnEmptyLocalNameSendsButNeverListens)
 
 TEST(MessageChannel, ASecondOwnerOfANameIsRefusedButCanStillSend)
 {
-    const QString name = uniqueName(u"Taken"_s);
-    MessageSendingModule first, second;
-    ASSERT_TRUE(first.setupConnection(name, uniqueName(u"Other"_s)));
-    WarningCapture quiet;
-    EXPECT_FALSE(second.setupConnection(name, uniqueName(u"Other"_s)));
+    const QString name = uniqueName(u"Taken"_s), other = uniqueName(u"Other"_s);
+    Inbox inbox;
+    MessageSendingModule first, second, receiver;
+    receiver.setDelegate(&inbox);
+    ASSERT_TRUE(receiver.setupConnection(other, name));
+    ASSERT_TRUE(first.setupConnection(name, other));
+    {
+        WarningCapture quiet;
+        EXPECT_FALSE(second.setupConnection(name, other));
+    }
+    EXPECT_TRUE(first.currentlyReceivingData());
+    EXPECT_TRUE(second.sendMessageInternal(second.buildMessage(u"still here"_s, 2)));
+    const QList<IncomingMessage> got = inbox.waitFor(1);
+    ASSERT_EQ(got.size(), 1);
+    EXPECT_EQ(got.first().message.at(0).toString(), u"still here"_s);
+    EXPECT_FALSE(got.first().fromRemoteEnd) << "the name belongs to the first end, not to this sender";
 }
 
 TEST(SignalHandler, SaysWhichSignalAndEndsWithStatusOne)

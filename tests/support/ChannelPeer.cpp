@@ -1,7 +1,8 @@
 // A second process for the channel tests: takes one end of a channel and listens, or sends a
 // burst of messages from several threads.
 //
-//   channel_peer listen NAME REMOTE COUNT     prints "<type> <payload as JSON>" per message
+//   channel_peer listen NAME REMOTE COUNT     prints "<type> <payload as JSON>" per message;
+//                                             SIGTERM ends it the way it ends the monitor
 //   channel_peer send FROM TO COUNT THREADS   sends COUNT rich messages, THREADS at a time
 
 #include "ipc/MessageSendingModule.h"
@@ -13,9 +14,15 @@
 #include <QThread>
 #include <QTextStream>
 
+#include <QSocketNotifier>
+
 #include <atomic>
+#include <csignal>
 #include <memory>
 #include <vector>
+
+#include <sys/socket.h>
+#include <unistd.h>
 
 using namespace Qt::StringLiterals;
 
@@ -31,6 +38,25 @@ QVariantMap richPayload(int serial)
             {u"nested"_s, QVariantMap{{u"list"_s, QVariantList{1, u"two"_s, false}}}}};
 }
 
+int g_termPipe[2] = {-1, -1};
+
+extern "C" void onTerm(int)
+{
+    const char byte = 1;
+    (void)!::write(g_termPipe[1], &byte, 1);
+}
+
+// As the monitor does: the signal asks the event loop to quit, and the channel is closed by its
+// destructor on the way out.
+void quitOnSigterm(QCoreApplication &app)
+{
+    if (::socketpair(AF_UNIX, SOCK_STREAM, 0, g_termPipe) != 0)
+        return;
+    auto *notifier = new QSocketNotifier(g_termPipe[0], QSocketNotifier::Read, &app);
+    QObject::connect(notifier, &QSocketNotifier::activated, &app, &QCoreApplication::quit);
+    std::signal(SIGTERM, onTerm);
+}
+
 class Printer : public MessageSendingModuleDelegate
 {
 public:
@@ -38,9 +64,11 @@ public:
     void didReceiveIPCMessage(const IncomingMessage &in) override
     {
         const QVariant payload = in.message.value(0);
-        const QByteArray json = payload.typeId() == QMetaType::QVariantMap
-                                    ? QJsonDocument(QJsonObject::fromVariantMap(payload.toMap())).toJson(QJsonDocument::Compact)
-                                    : payload.toString().toUtf8();
+        QByteArray json = payload.typeId() == QMetaType::QVariantMap
+                              ? QJsonDocument(QJsonObject::fromVariantMap(payload.toMap())).toJson(QJsonDocument::Compact)
+                              : payload.toString().toUtf8();
+        if (json.size() > 200)
+            json = "<" + QByteArray::number(json.size()) + " bytes>";
         QMetaObject::invokeMethod(qApp, [this, type = in.message.value(1).toString(), json] {
             QTextStream out(stdout);
             out << type << u' ' << json << u'\n';
@@ -61,6 +89,7 @@ int main(int argc, char *argv[])
     QCoreApplication app(argc, argv);
     const QStringList args = app.arguments();
     if (args.size() >= 5 && args.at(1) == "listen"_L1) {
+        quitOnSigterm(app);
         Printer printer(args.at(4).toInt());
         MessageSendingModule channel;
         channel.setDelegate(&printer);

@@ -2,11 +2,10 @@
 
 #include "AtomicFile.h"
 #include "BinaryPlist.h"
-#include "Paths.h"
+#include "FileContents.h"
 #include "PlatformLog.h"
 
 #include <QDateTime>
-#include <QFile>
 #include <QHash>
 #include <QSet>
 #include <QStringList>
@@ -412,12 +411,16 @@ QByteArray PropertyList::toData(const QVariant &value, Format format)
 
 QVariant PropertyList::read(const QString &path)
 {
-    QFile file(Paths::current().resolve(path));
-    if (!file.open(QIODevice::ReadOnly))
+    // Regular files only, and within a cap: a FIFO or a device in a file's place never blocks.
+    const FileContents file = FileContents::read(path);
+    if (!file.ok()) {
+        if (file.status() != FileContents::Status::Missing)
+            qCWarning(lcPlatform).noquote() << file.errorString();
         return {};
-    const QVariant value = fromData(file.readAll());
+    }
+    const QVariant value = fromData(file.data());
     if (!value.isValid())
-        qCWarning(lcPlatform) << "unreadable property list" << file.fileName();
+        qCWarning(lcPlatform) << "unreadable property list" << path;
     return value;
 }
 

@@ -10,6 +10,8 @@
 
 #include <gtest/gtest.h>
 
+#include <sys/stat.h>
+
 using namespace Qt::StringLiterals;
 
 namespace {
@@ -298,6 +300,9 @@ TEST(PropertyListBadInput, WrongTypeAndMissingFiles)
     env.writeFile(u"/d.plist"_s,
                   PropertyList::toData(QVariantMap {{u"a"_s, 1}}, PropertyList::Format::Xml));
     EXPECT_TRUE(PropertyList::readArray(u"/d.plist"_s).isEmpty());
+    // A FIFO in a file's place would block the reader for good.
+    ASSERT_EQ(::mkfifo(QFile::encodeName(env.real(u"/fifo.plist"_s)).constData(), 0600), 0);
+    EXPECT_FALSE(PropertyList::read(u"/fifo.plist"_s).isValid());
 }
 
 // Lengths below 15 sit in the marker's low nibble; from 15 on the nibble is 0xF and an integer

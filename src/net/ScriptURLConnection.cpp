@@ -56,16 +56,24 @@ NetworkError ScriptURLConnection::errorOf(QNetworkReply *reply)
     return NetworkError{u"QNetworkReply"_s, int(reply->error()), reply->errorString(), {}};
 }
 
+bool ScriptURLConnection::isTransportFailure(QNetworkReply *reply)
+{
+    // 1-199: connection, time-out, redirect and proxy errors; 201-299 and 401-499 are statuses
+    // the server chose (a reply); 301 and 399 are a scheme or an exchange that went wrong.
+    const int code = int(reply->error());
+    return (code > 0 && code < 200) || reply->error() == QNetworkReply::ProtocolUnknownError
+           || reply->error() == QNetworkReply::ProtocolFailure;
+}
+
 void ScriptURLConnection::finished()
 {
     QNetworkReply *reply = m_reply;
     appendData(reply->readAll());
-    const bool answered = reply->attribute(QNetworkRequest::HttpStatusCodeAttribute).isValid();
     reply->deleteLater();
     m_reply = nullptr;
     if (!m_delegate)
         return;
-    if (reply->error() == QNetworkReply::NoError || answered)
+    if (!isTransportFailure(reply))
         m_delegate->ConnectionDidReceivedData(m_data, this);
     else
         m_delegate->connectionFailedWithError(errorOf(reply), this);

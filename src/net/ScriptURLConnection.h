@@ -23,7 +23,8 @@ public:
 };
 
 // One asynchronous request whose whole reply body goes to the delegate when complete. A reply
-// with any HTTP status is a reply; only transport failures are failures.
+// with any HTTP status is a reply; a transport failure (no connection, a time-out, a body cut
+// short) is a failure whatever status came before it.
 class ScriptURLConnection : public QObject
 {
     Q_OBJECT
@@ -48,6 +49,8 @@ public:
     void appendData(const QByteArray &chunk);
 
     static NetworkError errorOf(QNetworkReply *reply);
+    // Whether the reply failed in transport rather than by the server's choice of status.
+    static bool isTransportFailure(QNetworkReply *reply);
 
 private:
     void finished();

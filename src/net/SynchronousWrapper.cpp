@@ -85,7 +85,6 @@ void SynchronousWrapper::run(const URLRequest &request, bool synchronous)
         m_outputData.append(tail);
     else if (m_delegate && !tail.isEmpty())
         m_delegate->connectionDidReceiveData(tail);
-    const bool answered = reply->attribute(QNetworkRequest::HttpStatusCodeAttribute).isValid();
     // The network layer stops asking once it has seen the same credentials refused.
     if (!m_refusedChallenge && reply->error() == QNetworkReply::ProxyAuthenticationRequiredError)
         m_refusedChallenge = u"proxy refused the stored credentials"_s;
@@ -94,7 +93,7 @@ void SynchronousWrapper::run(const URLRequest &request, bool synchronous)
     if (m_refusedChallenge) {
         m_error = NetworkError{QString::fromLatin1(NetworkError::kAuthDomain), NetworkError::kAuthCode,
                                u"Authentication was refused."_s, {{u"challenge"_s, *m_refusedChallenge}}};
-    } else if (reply->error() != QNetworkReply::NoError && !answered) {
+    } else if (ScriptURLConnection::isTransportFailure(reply)) {
         m_error = ScriptURLConnection::errorOf(reply);
     }
     if (!synchronous && m_delegate) {

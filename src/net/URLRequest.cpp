@@ -6,10 +6,11 @@
 
 using namespace Qt::StringLiterals;
 
-URLRequest URLRequest::get(const QUrl &url)
+URLRequest URLRequest::get(const QUrl &url, int timeoutMs)
 {
     URLRequest out;
     out.request.setUrl(url);
+    out.request.setTransferTimeout(timeoutMs);
     return out;
 }
 
@@ -18,7 +19,7 @@ URLRequest URLRequest::formPost(const QUrl &url, const QString &body)
     URLRequest out;
     out.request.setUrl(url);
     out.request.setAttribute(QNetworkRequest::CacheLoadControlAttribute, QNetworkRequest::AlwaysNetwork);
-    out.request.setTransferTimeout(20000);
+    out.request.setTransferTimeout(kDefaultTimeoutMs);
     out.request.setHeader(QNetworkRequest::ContentTypeHeader, u"application/x-www-form-urlencoded"_s);
     out.method = QByteArrayLiteral("POST");
     out.body = body.toUtf8();

@@ -12,7 +12,10 @@ struct URLRequest
     QByteArray method = QByteArrayLiteral("GET");
     QByteArray body;
 
-    static URLRequest get(const QUrl &url);
+    // Every request ends: without a byte for this long it fails with a time-out.
+    static constexpr int kDefaultTimeoutMs = 20000;
+
+    static URLRequest get(const QUrl &url, int timeoutMs = kDefaultTimeoutMs);
     // POST of a form: never answered from a cache, 20-second time-out,
     // "application/x-www-form-urlencoded", the body as UTF-8.
     static URLRequest formPost(const QUrl &url, const QString &body);

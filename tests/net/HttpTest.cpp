@@ -10,6 +10,8 @@
 #include <QJsonObject>
 #include <QNetworkAccessManager>
 #include <QNetworkProxy>
+#include <QAuthenticator>
+#include <QTimer>
 
 #include <gtest/gtest.h>
 
@@ -39,6 +41,17 @@ public:
     std::optional<QByteArray> body;
     std::optional<NetworkError> error;
     ScriptURLConnection *connection = nullptr;
+};
+
+class Events : public SynchronousWrapperDelegate
+{
+public:
+    void connectionDidReceiveResponse(QNetworkReply *) override { ++responses; }
+    void connectionDidReceiveData(const QByteArray &data) override { body += data; }
+    void connectionDidFailWithError(const NetworkError &) override { ++failures; }
+    void connectionDidFinishLoading() override { ++finishes; }
+    int responses = 0, failures = 0, finishes = 0;
+    QByteArray body;
 };
 
 class HttpTest : public ::testing::Test
@@ -100,6 +113,28 @@ TEST_F(HttpTest, TransportFailuresReachTheDelegate)
     EXPECT_EQ(refused.error->code, int(QNetworkReply::ConnectionRefusedError));
 }
 
+TEST_F(HttpTest, ABodyCutShortIsAFailureWhateverTheStatus)
+{
+    for (const char *path : {"/cut", "/cut?status=404", "/stall"}) {
+        URLRequest request = URLRequest::get(QUrl(server.url(QString::fromLatin1(path))));
+        request.request.setTransferTimeout(500);
+        const Recorder async = load(request);
+        ASSERT_TRUE(async.error.has_value()) << path;
+        EXPECT_FALSE(async.received) << path;
+
+        SynchronousWrapper wrapper(&network);
+        std::optional<NetworkError> error;
+        EXPECT_EQ(wrapper.sendSynchronousRequest(request, &error), QByteArray("first twelve")) << path;
+        EXPECT_TRUE(error.has_value()) << path;
+
+        Events events;
+        SynchronousWrapper connect(&network, &events);
+        connect.ConnectRequest(request);
+        EXPECT_EQ(events.failures, 1) << path;
+        EXPECT_EQ(events.finishes, 0) << path;
+    }
+}
+
 TEST_F(HttpTest, ASlowReplyArrivesWholeWithinTheTimeOut)
 {
     const Recorder slow = load(URLRequest::get(QUrl(server.url(u"/slow?ms=500"_s))));
@@ -136,17 +171,6 @@ TEST_F(HttpTest, AServersOwnChallengeAlwaysFailsWithAuthError1001)
     EXPECT_EQ(error->code, 1001);
     EXPECT_TRUE(error->userInfo.value(u"challenge"_s).toString().contains(u"server"_s));
 }
-
-class Events : public SynchronousWrapperDelegate
-{
-public:
-    void connectionDidReceiveResponse(QNetworkReply *) override { ++responses; }
-    void connectionDidReceiveData(const QByteArray &data) override { body += data; }
-    void connectionDidFailWithError(const NetworkError &) override { ++failures; }
-    void connectionDidFinishLoading() override { ++finishes; }
-    int responses = 0, failures = 0, finishes = 0;
-    QByteArray body;
-};
 
 TEST_F(HttpTest, ConnectRequestTellsTheDelegateAndKeepsItsOddReturnValue)
 {
@@ -200,8 +224,7 @@ TEST_F(ProxyTest, TinyproxyRefusingWrongCredentialsEndsInAuthError1001)
     throughProxy(proxy.port(), u"user"_s, u"wrong"_s, &error, &answers);
     ASSERT_TRUE(error.has_value());
     EXPECT_TRUE(error->isAuthError()) << error->domain.toStdString() << " " << error->code;
-    EXPECT_GE(answers, 1);
-    EXPECT_LE(answers, 3);
+    EXPECT_GE(answers, 1) << "the stored credentials were offered";
 }
 
 TEST_F(ProxyTest, ANameWithoutAPasswordNeverAnswersAChallenge)
@@ -219,18 +242,33 @@ TEST_F(ProxyTest, ANameWithoutAPasswordNeverAnswersAChallenge)
 
 TEST_F(ProxyTest, AProxyThatKeepsAskingIsAnsweredThreeTimesAtMost)
 {
-    TestHttpServer refusing(true);
-    ASSERT_TRUE(refusing.isRunning());
+    // The network layer itself gives up once it sees the same credentials refused, so the
+    // challenges are put to the wrapper directly, the way the network layer puts them.
+    SynchronousWrapper wrapper(&network);
+    wrapper.SetUserName(u"user"_s, u"secret"_s);
+    QList<bool> answered;
+    QTimer::singleShot(100, &network, [&] {
+        const QNetworkProxy proxy(QNetworkProxy::HttpProxy, u"127.0.0.1"_s, 3128);
+        for (int i = 0; i < 5; ++i) {
+            QAuthenticator challenge;
+            Q_EMIT network.proxyAuthenticationRequired(proxy, &challenge);
+            answered.append(challenge.user() == u"user"_s && challenge.password() == u"secret"_s);
+        }
+    });
     std::optional<NetworkError> error;
+    wrapper.sendSynchronousRequest(URLRequest::get(QUrl(server.url(u"/slow?ms=3000"_s))), &error);
+    EXPECT_EQ(answered, (QList<bool>{true, true, true, false, false}));
+    EXPECT_EQ(wrapper.proxyChallengesAnswered(), 3);
+    ASSERT_TRUE(error.has_value()) << "the fourth challenge ends the request";
+    EXPECT_TRUE(error->isAuthError());
+
+    TestHttpServer refusing(true); // and a real proxy that refuses everything
+    ASSERT_TRUE(refusing.isRunning());
     int answers = 0;
     throughProxy(refusing.port(), u"user"_s, u"secret"_s, &error, &answers);
     ASSERT_TRUE(error.has_value());
     EXPECT_TRUE(error->isAuthError());
-    EXPECT_GE(answers, 1);
-    EXPECT_LE(answers, 3);
-    const QStringList seen = refusing.errorLines();
-    EXPECT_GE(seen.size(), 1) << "the stored credentials were offered";
-    EXPECT_LE(seen.size(), 3) << "the proxy saw at most three answers";
+    EXPECT_FALSE(refusing.errorLines().isEmpty()) << "the stored credentials were offered";
 }
 
 } // namespace

@@ -4,6 +4,8 @@ Prints its port on the first line of standard output, then serves until killed.
   /hello        200 "hello"          /empty   200 with no body
   /slow?ms=N    200 "slow" after N ms /auth    401 with a Basic challenge
   /missing      404 "not here"       POST /echo  the request as JSON
+  /cut?status=N N announcing 100,000 bytes, 12 sent, then the connection closed
+  /stall        200 announcing 100,000 bytes, 12 sent, then nothing more for a minute
   /cgi-bin/check_version_upgrades_slwin_new.cgi   the --update-reply text, for a well-formed query
 With --always-407 it plays a proxy that refuses every request with a Basic challenge and
 prints one line per attempt that carried credentials to standard error.
@@ -61,6 +63,16 @@ class Handler(http.server.BaseHTTPRequestHandler):
             query = urllib.parse.parse_qs(url.query)
             known = query.get('appln') in (['CorvaneLumenMac'], ['StelloaLumenMac']) and query.get('version')
             self.reply(200 if known else 400, UPDATE_REPLY if known else b'bad query')
+        elif url.path in ('/cut', '/stall'):
+            status = int(urllib.parse.parse_qs(url.query).get('status', ['200'])[0])
+            self.send_response(status)
+            self.send_header('Content-Length', '100000')
+            self.end_headers()
+            self.wfile.write(b'first twelve')
+            self.wfile.flush()
+            if url.path == '/stall':
+                time.sleep(60)
+            self.close_connection = True
         elif url.path == '/auth':
             self.reply(401, b'who are you', [('WWW-Authenticate', 'Basic realm="server"')])
         else:

@@ -8,13 +8,14 @@
 
 #include <atomic>
 #include <cmath>
+#include <limits>
 
 using namespace Qt::StringLiterals;
 
 namespace {
 
-const char16_t *const kDayNames[] = {u"Sunday",   u"Monday", u"Tuesday", u"Wednesday",
-                                     u"Thursday", u"Friday", u"Saturday"};
+const char16_t *const kDayNames[]
+    = {u"Sunday", u"Monday", u"Tuesday", u"Wednesday", u"Thursday", u"Friday", u"Saturday"};
 
 QString dayName(int day)
 {
@@ -54,10 +55,12 @@ QVariant objectOrNil(const QString &text)
 
 // Reads keyed values as a keyed decoder does: a missing key is 0, NO or nil; a value of the
 // wrong kind makes the record unreadable.
-class FieldReader
-{
+class FieldReader {
 public:
-    explicit FieldReader(const ArchivedObject &object) : m_object(object) {}
+    explicit FieldReader(const ArchivedObject &object)
+        : m_object(object)
+    {
+    }
 
     int integer(const QString &key)
     {
@@ -68,8 +71,9 @@ public:
         case QMetaType::LongLong:
         case QMetaType::Int:
         case QMetaType::Bool:
+            return inRange(key, double(value.toLongLong()));
         case QMetaType::Double:
-            return int(FoundationValues::integerValue(value));
+            return inRange(key, value.toDouble());
         default:
             return wrong(key, 0);
         }
@@ -91,7 +95,10 @@ public:
         if (!value.isValid())
             return QDateTime();
         const std::optional<QDateTime> date = KeyedArchive::dateOf(value);
-        return date ? date : wrong(key, std::optional<QDateTime>());
+        // Far outside the calendar the engine and this program share, a date is not one.
+        if (!date || !date->isValid() || date->date().year() < 1 || date->date().year() > 9999)
+            return wrong(key, std::optional<QDateTime>());
+        return date;
     }
 
     std::optional<QVariantList> list(const QString &key)
@@ -99,15 +106,24 @@ public:
         const QVariant value = m_object.value(key);
         if (!value.isValid())
             return std::nullopt;
-        return value.typeId() == QMetaType::QVariantList ? std::optional(value.toList())
-                                                          : wrong(key, std::optional<QVariantList>());
+        return value.typeId() == QMetaType::QVariantList
+            ? std::optional(value.toList())
+            : wrong(key, std::optional<QVariantList>());
     }
 
     QString error() const { return m_error; }
 
 private:
-    template<typename T>
-    T wrong(const QString &key, T fallback)
+    // A 32-bit keyed integer: a value beyond it (or not a number at all) is not the record's.
+    int inRange(const QString &key, double value)
+    {
+        if (!std::isfinite(value) || value < double(std::numeric_limits<int>::min())
+            || value > double(std::numeric_limits<int>::max()))
+            return wrong(key, 0);
+        return int(value);
+    }
+
+    template<typename T> T wrong(const QString &key, T fallback)
     {
         if (m_error.isEmpty())
             m_error = u"\"%1\" holds a value of the wrong kind"_s.arg(key);
@@ -122,7 +138,7 @@ private:
 
 quint64 CorvaneScheduleItem::nextIdentity()
 {
-    static std::atomic<quint64> counter{0};
+    static std::atomic<quint64> counter {0};
     return ++counter;
 }
 
@@ -170,12 +186,31 @@ bool CorvaneScheduleItem::isEqualToScheduleItem(const CorvaneScheduleItem &other
         || laterBy > 60000)
         return false;
     return m_status == other.m_status && m_destination == other.m_destination
-           && m_username == other.m_username && m_emailids == other.m_emailids
-           && m_displayDesktopNotification == other.m_displayDesktopNotification
-           && m_shouldStartMissedScheduleBackup == other.m_shouldStartMissedScheduleBackup
-           && m_sendEmailNotification == other.m_sendEmailNotification
-           && m_sendLogExtract == other.m_sendLogExtract
-           && m_notifyOnFailure == other.m_notifyOnFailure;
+        && m_username == other.m_username && m_emailids == other.m_emailids
+        && m_displayDesktopNotification == other.m_displayDesktopNotification
+        && m_shouldStartMissedScheduleBackup == other.m_shouldStartMissedScheduleBackup
+        && m_sendEmailNotification == other.m_sendEmailNotification
+        && m_sendLogExtract == other.m_sendLogExtract
+        && m_notifyOnFailure == other.m_notifyOnFailure;
+}
+
+bool CorvaneScheduleItem::hasSameFields(const CorvaneScheduleItem &other) const
+{
+    return m_scheduleType == other.m_scheduleType && m_scheduleTime == other.m_scheduleTime
+        && m_scheduleTime.isValid() == other.m_scheduleTime.isValid()
+        && m_frequency == other.m_frequency && m_status == other.m_status
+        && m_destination == other.m_destination && m_username == other.m_username
+        && m_corvaneUsername == other.m_corvaneUsername && m_userAtServer == other.m_userAtServer
+        && m_serverName == other.m_serverName && m_password == other.m_password
+        && m_processReferenceFile == other.m_processReferenceFile && m_emailids == other.m_emailids
+        && m_quotaServerName == other.m_quotaServerName
+        && m_displayDesktopNotification == other.m_displayDesktopNotification
+        && m_shouldStartMissedScheduleBackup == other.m_shouldStartMissedScheduleBackup
+        && m_sendEmailNotification == other.m_sendEmailNotification
+        && m_isUseSSL == other.m_isUseSSL && m_scheduleTimeSettings == other.m_scheduleTimeSettings
+        && m_selectedDays == other.m_selectedDays && m_sendLogExtract == other.m_sendLogExtract
+        && m_notifyOnFailure == other.m_notifyOnFailure
+        && m_isAutoSyncEnabled == other.m_isAutoSyncEnabled;
 }
 
 bool CorvaneScheduleItem::compareScheduleItems(const CorvaneScheduleItem &other) const
@@ -308,9 +343,9 @@ ArchivedObject CorvaneScheduleItem::toArchivedObject() const
 {
     // The keys in the order the record has always encoded them.
     const QVariant time = m_scheduleTime.isValid()
-                              ? QVariant::fromValue(KeyedArchive::calendarDate(m_scheduleTime))
-                              : QVariant();
-    return ArchivedObject{
+        ? QVariant::fromValue(KeyedArchive::calendarDate(m_scheduleTime))
+        : QVariant();
+    return ArchivedObject {
         {u"CorvaneScheduleItem"_s, u"NSObject"_s},
         {{Key::scheduleType, m_scheduleType},
          {Key::scheduleTime, time},
@@ -336,8 +371,8 @@ ArchivedObject CorvaneScheduleItem::toArchivedObject() const
          {Key::isAutoSyncEnabled, m_isAutoSyncEnabled}}};
 }
 
-std::optional<CorvaneScheduleItem> CorvaneScheduleItem::fromArchivedObject(const ArchivedObject &object,
-                                                                           QString *error)
+std::optional<CorvaneScheduleItem>
+CorvaneScheduleItem::fromArchivedObject(const ArchivedObject &object, QString *error)
 {
     FieldReader in(object);
     CorvaneScheduleItem item; // nothing of the defaults: a missing key stays 0, NO or nil

@@ -14,11 +14,17 @@ class Clock;
 // One schedule record: when a backup or restore runs, for whom, where to, and how the user hears
 // of the result. Records live in the schedules archive shared with the backup engine, so the
 // enumeration values and archive keys must not change.
-class CorvaneScheduleItem
-{
+class CorvaneScheduleItem {
 public:
     enum ScheduleType { Backup = 0, Restore = 1 };
-    enum Frequency { Immediate = 0, Hourly = 1, Daily = 2, Weekdays = 3, Monthly = 4, SelectedDays = 5 };
+    enum Frequency {
+        Immediate = 0,
+        Hourly = 1,
+        Daily = 2,
+        Weekdays = 3,
+        Monthly = 4,
+        SelectedDays = 5
+    };
     enum Status { NotStarted = 0, InProgress = 1, Canceled = 2, Completed = 3 };
 
     // A new record with the defaults of a daily backup starting now.
@@ -29,7 +35,17 @@ public:
     CorvaneScheduleItem copy() const;
 
     // Records are objects: two values are the same record when one was taken from the other.
-    bool isSameRecord(const CorvaneScheduleItem &other) const { return m_identity == other.m_identity; }
+    bool isSameRecord(const CorvaneScheduleItem &other) const
+    {
+        return m_identity == other.m_identity;
+    }
+    // This value now stands for `other` (an edit that replaces it in place, or the same record
+    // read again from the archive).
+    void takeIdentityOf(const CorvaneScheduleItem &other) { m_identity = other.m_identity; }
+    // From now on a record of its own (a value put in a new place of the list).
+    void detach() { m_identity = nextIdentity(); }
+    // Every archived field equal (the backup-now flag is not archived).
+    bool hasSameFields(const CorvaneScheduleItem &other) const;
 
     // Same type, status, destination, user, e-mail and notification flags, and this record's time
     // 0 to 60 seconds after the other's (one-sided).
@@ -96,7 +112,10 @@ public:
     // Weekday numbers 0 (Sunday) to 6, as numbers or decimal strings; nothing when the archive
     // held no list.
     std::optional<QVariantList> selectedDaysForSchedule() const { return m_selectedDays; }
-    void setSelectedDaysForSchedule(const std::optional<QVariantList> &days) { m_selectedDays = days; }
+    void setSelectedDaysForSchedule(const std::optional<QVariantList> &days)
+    {
+        m_selectedDays = days;
+    }
     bool sendLogExtract() const { return m_sendLogExtract; }
     void setSendLogExtract(bool on) { m_sendLogExtract = on; }
     bool notifyOnFailure() const { return m_notifyOnFailure; }

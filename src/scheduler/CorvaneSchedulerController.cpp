@@ -1,11 +1,12 @@
 #include "CorvaneSchedulerController.h"
 
 #include "ScheduleArchive.h"
-#include "product/FileKindTable.h"
-#include "product/FilePathAPIs.h"
 #include "logging/SLLogger.h"
 #include "platform/Clock.h"
 #include "platform/PropertyList.h"
+#include "product/FileKindTable.h"
+#include "product/FilePathAPIs.h"
+#include "product/StringTable.h"
 
 using namespace Qt::StringLiterals;
 
@@ -39,8 +40,7 @@ constexpr FileKind kSchedulerKinds[] = {
 constexpr int kMultiplePCStateKind = 15;
 
 // "Start of X In SchedulerController" ... "Exit of X In SchedulerController".
-class TracedCall
-{
+class TracedCall {
 public:
     explicit TracedCall(const QString &name, const QString &exitName = QString())
         : m_exit(exitName.isEmpty() ? name : exitName)
@@ -60,7 +60,108 @@ bool isImmediate(const CorvaneScheduleItem &record)
     return record.frequencyString() == "Immediate"_L1;
 }
 
+using Records = QList<CorvaneScheduleItem>;
+
+qsizetype indexOfRecord(const Records &list, const CorvaneScheduleItem &record)
+{
+    for (qsizetype i = 0; i < list.size(); ++i) {
+        if (list.at(i).isSameRecord(record))
+            return i;
+    }
+    return -1;
+}
+
+bool sameFields(const Records &a, const Records &b)
+{
+    if (a.size() != b.size())
+        return false;
+    for (qsizetype i = 0; i < a.size(); ++i) {
+        if (!a.at(i).hasSameFields(b.at(i)))
+            return false;
+    }
+    return true;
+}
+
+bool sameList(const Records &a, const Records &b)
+{
+    if (a.size() != b.size())
+        return false;
+    for (qsizetype i = 0; i < a.size(); ++i) {
+        if (!a.at(i).isSameRecord(b.at(i)) || !a.at(i).hasSameFields(b.at(i))
+            || a.at(i).isBackupNow() != b.at(i).isBackupNow())
+            return false;
+    }
+    return true;
+}
+
+struct Merged {
+    Records records;
+    QList<ScheduleArchive::KeptElement> kept;
+};
+
+// The changes made to `mine` since it was `base` (records removed, changed, added), applied to
+// `theirs`, the archive as read now: what others wrote meanwhile stays, in its place, and so do
+// the elements this program cannot decode.
+Merged applyChanges(const Records &base, const Records &mine,
+                    const ScheduleArchive::Contents &theirs)
+{
+    Merged out;
+    QList<qsizetype> positions(theirs.records.size(), -1);
+    for (qsizetype i = 0; i < theirs.records.size(); ++i) {
+        const CorvaneScheduleItem &record = theirs.records.at(i);
+        const qsizetype here = indexOfRecord(mine, record);
+        if (here < 0 && indexOfRecord(base, record) >= 0)
+            continue; // removed here
+        positions[i] = out.records.size();
+        out.records.append(here < 0 ? record : mine.at(here));
+    }
+    const qsizetype surviving = out.records.size();
+    for (const CorvaneScheduleItem &record : mine) {
+        if (indexOfRecord(base, record) < 0 && indexOfRecord(out.records, record) < 0)
+            out.records.append(record); // added here
+    }
+    for (const ScheduleArchive::KeptElement &kept : theirs.undecodable) {
+        qsizetype before = surviving;
+        for (qsizetype j = kept.before; j < positions.size(); ++j) {
+            if (positions.at(j) >= 0) {
+                before = positions.at(j);
+                break;
+            }
+        }
+        out.kept.append({before, kept.element, kept.reason});
+    }
+    return out;
+}
+
+bool anyRunning(const Records &records)
+{
+    return std::any_of(records.cbegin(), records.cend(), [](const CorvaneScheduleItem &record) {
+        return record.status() == CorvaneScheduleItem::InProgress;
+    });
+}
+
 } // namespace
+
+// Holds the writers' lock on the archive while any call of this controller needs it (calls nest).
+class CorvaneSchedulerController::WriterScope {
+public:
+    explicit WriterScope(CorvaneSchedulerController &owner)
+        : m_owner(owner)
+    {
+        if (m_owner.m_lockDepth++ == 0)
+            m_owner.m_lock = std::make_unique<ScheduleArchive::WriteLock>();
+    }
+    ~WriterScope()
+    {
+        if (--m_owner.m_lockDepth == 0)
+            m_owner.m_lock.reset();
+    }
+    WriterScope(const WriterScope &) = delete;
+    WriterScope &operator=(const WriterScope &) = delete;
+
+private:
+    CorvaneSchedulerController &m_owner;
+};
 
 CorvaneSchedulerController::CorvaneSchedulerController(const Clock &clock, QObject *parent)
     : QObject(parent)
@@ -77,12 +178,49 @@ QString CorvaneSchedulerController::pathForApplicationFile(int kind)
 
 void CorvaneSchedulerController::replaceAll(const QList<CorvaneScheduleItem> &records)
 {
-    m_schedules.setRecords(records);
+    if (!sameList(records, m_schedules.records()))
+        m_schedules.setRecords(records);
+}
+
+ScheduleArchive::Contents CorvaneSchedulerController::readArchive() const
+{
+    ScheduleArchive::Contents contents = ScheduleArchive::load();
+    // A record read again unchanged is the same record: the list's changes since the last read
+    // can then be told from what others wrote.
+    QList<bool> used(m_base.size(), false);
+    for (qsizetype i = 0; i < contents.records.size(); ++i) {
+        CorvaneScheduleItem &record = contents.records[i];
+        const auto adopt = [&](qsizetype b) {
+            if (b >= m_base.size() || used.at(b) || !record.hasSameFields(m_base.at(b)))
+                return false;
+            used[b] = true;
+            record.takeIdentityOf(m_base.at(b));
+            return true;
+        };
+        if (adopt(i))
+            continue;
+        for (qsizetype b = 0; b < m_base.size() && !adopt(b); ++b) { }
+    }
+    return contents;
+}
+
+void CorvaneSchedulerController::takeFromFile(const ScheduleArchive::Contents &contents)
+{
+    m_base = contents.records;
+    replaceAll(contents.records);
+}
+
+ScheduleArchive::SaveResult
+CorvaneSchedulerController::failed(const ScheduleArchive::Contents &onDisk, const QString &message)
+{
+    // The list shows what the file holds; the change is not kept.
+    takeFromFile(onDisk);
+    return {SaveResult::Status::Failed, message};
 }
 
 void CorvaneSchedulerController::corvaneInitializeSchedulerSettings()
 {
-    replaceAll(ScheduleArchive::load().records);
+    takeFromFile(readArchive());
 }
 
 QList<CorvaneScheduleItem> CorvaneSchedulerController::corvaneSchedulerDetailsForAllUsers() const
@@ -90,7 +228,8 @@ QList<CorvaneScheduleItem> CorvaneSchedulerController::corvaneSchedulerDetailsFo
     return ScheduleArchive::load().records;
 }
 
-QList<CorvaneScheduleItem> CorvaneSchedulerController::corvaneSchedulerDetailsForUser(const QString &name) const
+QList<CorvaneScheduleItem>
+CorvaneSchedulerController::corvaneSchedulerDetailsForUser(const QString &name) const
 {
     QList<CorvaneScheduleItem> out;
     for (const CorvaneScheduleItem &record : records()) {
@@ -100,7 +239,8 @@ QList<CorvaneScheduleItem> CorvaneSchedulerController::corvaneSchedulerDetailsFo
     return out;
 }
 
-std::optional<QList<CorvaneScheduleItem>> CorvaneSchedulerController::corvaneSchedulerDetailsForCurrentUser() const
+std::optional<QList<CorvaneScheduleItem>>
+CorvaneSchedulerController::corvaneSchedulerDetailsForCurrentUser() const
 {
     if (m_selectedRow < 0 || m_selectedRow >= records().size())
         return std::nullopt;
@@ -110,16 +250,19 @@ std::optional<QList<CorvaneScheduleItem>> CorvaneSchedulerController::corvaneSch
     return corvaneSchedulerDetailsForUser(user);
 }
 
-void CorvaneSchedulerController::corvaneaddSchedulerDetails(const CorvaneScheduleItem &record)
+ScheduleArchive::SaveResult
+CorvaneSchedulerController::corvaneaddSchedulerDetails(const CorvaneScheduleItem &record)
 {
     TracedCall trace(u"corvaneaddSchedulerDetails"_s);
+    WriterScope writer(*this);
     // Reload first: another user's records may have been added since.
     corvaneInitializeSchedulerSettings();
     m_schedules.append(record);
-    saveSchedulerDetails();
+    return saveSchedulerDetails();
 }
 
-void CorvaneSchedulerController::corvaneUpdateSchedule(const CorvaneScheduleItem &record)
+ScheduleArchive::SaveResult
+CorvaneSchedulerController::corvaneUpdateSchedule(const CorvaneScheduleItem &record)
 {
     TracedCall trace(u"corvaneUpdateSchedule"_s);
     if (m_scheduleItemOfSelectedIndex) {
@@ -130,25 +273,29 @@ void CorvaneSchedulerController::corvaneUpdateSchedule(const CorvaneScheduleItem
             if (editedIsImmediate && !entry.isEqualToScheduleItem(edited))
                 continue;
             if (entry.username() == record.username() && entry.compareScheduleItems(edited)) {
-                m_schedules.replace(row, record);
+                CorvaneScheduleItem replacement = record;
+                replacement.takeIdentityOf(entry); // replaced in its place in the archive
+                m_schedules.replace(row, replacement);
                 break;
             }
         }
     }
-    saveSchedulerDetails();
+    return saveSchedulerDetails();
 }
 
-void CorvaneSchedulerController::corvaneDeleteSchedulerDeatils(const CorvaneScheduleItem &record)
+ScheduleArchive::SaveResult
+CorvaneSchedulerController::corvaneDeleteSchedulerDeatils(const CorvaneScheduleItem &record)
 {
     TracedCall trace(u"corvaneDeleteSchedulerDeatils"_s);
     for (qsizetype row = records().size() - 1; row >= 0; --row) {
         if (records().at(row).isSameRecord(record))
             m_schedules.removeAt(row);
     }
-    saveSchedulerDetails();
+    return saveSchedulerDetails();
 }
 
-void CorvaneSchedulerController::corvaneDeleteSchedulerDeatilsAtIndices(const QList<int> &ascendingIndices)
+ScheduleArchive::SaveResult CorvaneSchedulerController::corvaneDeleteSchedulerDeatilsAtIndices(
+    const QList<int> &ascendingIndices)
 {
     TracedCall trace(u"corvaneDeleteSchedulerDeatilsAtIndices"_s);
     const QList<CorvaneScheduleItem> arranged = records();
@@ -159,40 +306,47 @@ void CorvaneSchedulerController::corvaneDeleteSchedulerDeatilsAtIndices(const QL
         fresh.removeAt(index);
         replaceAll(fresh);
     }
-    saveSchedulerDetails();
+    return saveSchedulerDetails();
 }
 
 void CorvaneSchedulerController::removeSchduleJobsForUser(const QString &name)
 {
-    QList<CorvaneScheduleItem> kept = ScheduleArchive::load().records;
+    corvaneInitializeSchedulerSettings();
+    QList<CorvaneScheduleItem> kept = records();
     kept.removeIf([&](const CorvaneScheduleItem &record) { return record.username() == name; });
     replaceAll(kept);
 }
 
-void CorvaneSchedulerController::removeAllSchduleJobs()
+ScheduleArchive::SaveResult CorvaneSchedulerController::removeAllSchduleJobs()
 {
     Q_EMIT editorResetRequested();
     replaceAll({});
-    saveSchedulerDetails();
+    const SaveResult result = saveSchedulerDetails();
     corvaneInitializeSchedulerSettings();
+    return result;
 }
 
-void CorvaneSchedulerController::deleteExistingJobOnEditingOnce(const QString &accountName)
+ScheduleArchive::SaveResult
+CorvaneSchedulerController::deleteExistingJobOnEditingOnce(const QString &accountName)
 {
     QList<CorvaneScheduleItem> kept = records();
     kept.removeIf([&](const CorvaneScheduleItem &record) {
         return !isImmediate(record) && record.corvaneUserName() == accountName;
     });
     replaceAll(kept);
-    saveSchedulerDetails();
+    const SaveResult result = saveSchedulerDetails();
     corvaneInitializeSchedulerSettings();
+    return result;
 }
 
-void CorvaneSchedulerController::checkExistanceOfOnceForSameUser(const CorvaneScheduleItem &record)
+ScheduleArchive::SaveResult
+CorvaneSchedulerController::checkExistanceOfOnceForSameUser(const CorvaneScheduleItem &record)
 {
     if (record.frequency() != CorvaneScheduleItem::Immediate)
-        return;
-    QList<CorvaneScheduleItem> list = ScheduleArchive::load().records;
+        return {};
+    WriterScope writer(*this);
+    const ScheduleArchive::Contents onDisk = ScheduleArchive::load();
+    QList<CorvaneScheduleItem> list = onDisk.records;
     std::optional<CorvaneScheduleItem> keeper;
     for (qsizetype i = 0; i < list.size();) {
         const CorvaneScheduleItem &entry = list.at(i);
@@ -202,17 +356,19 @@ void CorvaneSchedulerController::checkExistanceOfOnceForSameUser(const CorvaneSc
             continue;
         }
         if (entry.status() == CorvaneScheduleItem::InProgress)
-            return; // a run of this account is under way: leave everything as it is
+            return {}; // a run of this account is under way: leave everything as it is
         if (!keeper)
             keeper = entry;
         else if (entry.scheduleTime() > keeper->scheduleTime())
             keeper->setScheduleTime(entry.scheduleTime());
         list.removeAt(i);
     }
-    if (keeper) {
-        list.append(*keeper);
-        ScheduleArchive::save(list);
-    }
+    if (!keeper)
+        return {};
+    keeper->detach(); // it moves to the end of the list
+    list.append(*keeper);
+    const Merged merged = applyChanges(onDisk.records, list, onDisk);
+    return ScheduleArchive::save(merged.records, merged.kept);
 }
 
 QString CorvaneSchedulerController::ownFolderName() const
@@ -222,7 +378,8 @@ QString CorvaneSchedulerController::ownFolderName() const
 
 void CorvaneSchedulerController::updateMultipleMacStateOfScheduledItem()
 {
-    const QVariantMap state = PropertyList::readDictionary(pathForApplicationFile(kMultiplePCStateKind));
+    const QVariantMap state
+        = PropertyList::readDictionary(pathForApplicationFile(kMultiplePCStateKind));
     for (qsizetype row = 0; row < records().size(); ++row) {
         CorvaneScheduleItem record = records().at(row);
         if (record.status() == CorvaneScheduleItem::InProgress)
@@ -244,21 +401,51 @@ void CorvaneSchedulerController::updateMultipleMacStateOfScheduledItem()
     }
 }
 
-bool CorvaneSchedulerController::saveSchedulerDetails()
+ScheduleArchive::SaveResult CorvaneSchedulerController::saveSchedulerDetails()
 {
-    const ScheduleArchive::Contents onDisk = ScheduleArchive::load();
-    for (const CorvaneScheduleItem &record : onDisk.records) {
-        if (record.status() == CorvaneScheduleItem::InProgress) {
-            setNoteVisible(true); // kept in memory; the next save with no job running writes it
-            return false;
-        }
+    m_lastSave = writeChanges();
+    return m_lastSave;
+}
+
+ScheduleArchive::SaveResult CorvaneSchedulerController::writeChanges()
+{
+    using ScheduleArchive::State;
+    WriterScope writer(*this);
+    // Read again just before writing: the engine may have changed the file since the last read.
+    const ScheduleArchive::Contents onDisk = readArchive();
+    if (onDisk.state == State::Inaccessible) // never replace a file that could not be read
+        return failed(
+            onDisk,
+            SLLocalizedString(u"The schedules archive cannot be read: %1"_s).arg(onDisk.error));
+    const Merged merged = applyChanges(m_base, records(), onDisk);
+    if (anyRunning(onDisk.records)) {
+        setNoteVisible(true); // kept in memory; the next save with no job running writes it
+        m_base = onDisk.records;
+        replaceAll(merged.records);
+        return {SaveResult::Status::Deferred,
+                SLLocalizedString(
+                    u"A scheduled job is running; the change will be saved when it ends."_s)};
     }
     setNoteVisible(false);
-    if (onDisk.state == ScheduleArchive::State::Unreadable)
-        ScheduleArchive::moveAsideUnreadable(m_clock.now());
-    // The atomic rename replaces the old file in one step, so it is not deleted first: the
-    // engine never finds the archive missing.
-    return ScheduleArchive::save(records());
+    // Nothing to write leaves the engine's file alone (and its time stamp).
+    const bool unchanged
+        = onDisk.state == State::Readable && sameFields(merged.records, onDisk.records);
+    if (!unchanged) {
+        if (onDisk.state == State::Unreadable
+            && ScheduleArchive::moveAsideUnreadable(m_clock.now()).isEmpty())
+            return failed(
+                onDisk,
+                SLLocalizedString(
+                    u"The unreadable schedules archive could not be set aside; nothing was saved."_s));
+        // The atomic rename replaces the old file in one step, so it is not deleted first: the
+        // engine never finds the archive missing.
+        const SaveResult result = ScheduleArchive::save(merged.records, merged.kept);
+        if (!result)
+            return failed(onDisk, result.message);
+    }
+    m_base = merged.records;
+    replaceAll(merged.records);
+    return {};
 }
 
 bool CorvaneSchedulerController::isScheduleBackupInProgress() const
@@ -279,7 +466,7 @@ bool CorvaneSchedulerController::isScheduleBackupNow() const
 void CorvaneSchedulerController::ReloadSchedules()
 {
     const int row = m_selectedRow;
-    replaceAll(ScheduleArchive::load().records);
+    corvaneInitializeSchedulerSettings();
     updateMultipleMacStateOfScheduledItem();
     if (row >= 0)
         Q_EMIT rowSelectionRequested(row);

@@ -2,11 +2,13 @@
 
 #include "CorvaneScheduleItem.h"
 #include "NextRunCalculator.h"
+#include "ScheduleArchive.h"
 #include "ScheduleTableModel.h"
 
 #include <QObject>
 
 #include <functional>
+#include <memory>
 #include <optional>
 
 class AlertPresenter;
@@ -16,8 +18,12 @@ class QTimer;
 // The schedule store: the configured records of every local user, kept in step with the
 // schedules archive that the backup engine shares. Views bind to configuredSchedules() and tell
 // the controller which row is selected.
-class CorvaneSchedulerController : public QObject
-{
+//
+// Every change is applied to the archive as read just before it is written, under the writers'
+// lock, so that what the engine or another of our processes wrote since the last read is kept.
+// Each mutating call says what became of the change (saved, deferred by a running job, failed
+// with a message); on failure the list shows what the file holds.
+class CorvaneSchedulerController : public QObject {
     Q_OBJECT
 public:
     explicit CorvaneSchedulerController(const Clock &clock, QObject *parent = nullptr);
@@ -33,25 +39,30 @@ public:
     QList<CorvaneScheduleItem> corvaneSchedulerDetailsForAllUsers() const;
     QList<CorvaneScheduleItem> corvaneSchedulerDetailsForUser(const QString &name) const;
     std::optional<QList<CorvaneScheduleItem>> corvaneSchedulerDetailsForCurrentUser() const;
-    void corvaneaddSchedulerDetails(const CorvaneScheduleItem &record);
-    void corvaneUpdateSchedule(const CorvaneScheduleItem &record);
-    void corvaneDeleteSchedulerDeatils(const CorvaneScheduleItem &record);
+    using SaveResult = ScheduleArchive::SaveResult;
+    SaveResult corvaneaddSchedulerDetails(const CorvaneScheduleItem &record);
+    SaveResult corvaneUpdateSchedule(const CorvaneScheduleItem &record);
+    SaveResult corvaneDeleteSchedulerDeatils(const CorvaneScheduleItem &record);
     // Only the last index of a multiple selection goes (each index is taken from a fresh copy).
-    void corvaneDeleteSchedulerDeatilsAtIndices(const QList<int> &ascendingIndices);
+    SaveResult corvaneDeleteSchedulerDeatilsAtIndices(const QList<int> &ascendingIndices);
     void removeSchduleJobsForUser(const QString &name);
-    void removeAllSchduleJobs();
-    void deleteExistingJobOnEditingOnce(const QString &accountName);
-    void checkExistanceOfOnceForSameUser(const CorvaneScheduleItem &record);
+    SaveResult removeAllSchduleJobs();
+    SaveResult deleteExistingJobOnEditingOnce(const QString &accountName);
+    SaveResult checkExistanceOfOnceForSameUser(const CorvaneScheduleItem &record);
     void updateMultipleMacStateOfScheduledItem();
-    // False when the save was skipped because a job in the archive is running.
-    bool saveSchedulerDetails();
+    // Writes the changes made to the list since it was read. Deferred (and the note shown) while
+    // a job in the archive is running: the list keeps the change for the next save.
+    SaveResult saveSchedulerDetails();
+    // What became of the last save (of any call above); Saved before the first.
+    const SaveResult &lastSaveResult() const { return m_lastSave; }
     bool isScheduleBackupInProgress() const;
     bool isScheduleBackupNow() const;
     void ReloadSchedules();
 
     // ---- running jobs -----------------------------------------------------------------------
     // Queues an immediate backup of the logged-in account and returns it; nothing without login
-    // details or a backup set holding at least one path.
+    // details or a backup set holding at least one path, or when it could not be saved
+    // (lastSaveResult() says why).
     std::optional<CorvaneScheduleItem> backupNow();
     // The same from the summary window: any account name the login details give, and a backup
     // set that exists (it may be empty); tells the user what is missing otherwise.
@@ -62,7 +73,10 @@ public:
     void stopSchedulerSubmenu();
     void setAlertPresenter(AlertPresenter *alerts) { m_alerts = alerts; }
     // The summary window is the view's; it tells whether it is shown.
-    void setSummaryWindowVisibility(std::function<bool()> isVisible) { m_summaryVisible = std::move(isVisible); }
+    void setSummaryWindowVisibility(std::function<bool()> isVisible)
+    {
+        m_summaryVisible = std::move(isVisible);
+    }
     void showSchedulerMainWindow();
     void startRefreshTimer();
     void stopRefreshTimer();
@@ -89,6 +103,13 @@ Q_SIGNALS:
 private:
     void setNoteVisible(bool visible);
     void replaceAll(const QList<CorvaneScheduleItem> &records);
+    // Reads the archive; records unchanged since the last read keep their identity.
+    ScheduleArchive::Contents readArchive() const;
+    void takeFromFile(const ScheduleArchive::Contents &contents);
+    SaveResult failed(const ScheduleArchive::Contents &onDisk, const QString &message);
+    SaveResult writeChanges();
+
+    class WriterScope;
     QString ownFolderName() const;
     CorvaneScheduleItem immediateRecord(const QVariantMap &login, const QString &account) const;
     void showQueuedJobPanel();
@@ -102,4 +123,9 @@ private:
     AlertPresenter *m_alerts = nullptr;
     std::function<bool()> m_summaryVisible;
     QTimer *m_refreshTimer = nullptr;
+    // The records as last read from the archive: what the list's changes are measured against.
+    QList<CorvaneScheduleItem> m_base;
+    std::unique_ptr<ScheduleArchive::WriteLock> m_lock;
+    int m_lockDepth = 0;
+    SaveResult m_lastSave;
 };

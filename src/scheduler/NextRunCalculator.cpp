@@ -21,7 +21,20 @@ QDateTime NextRunCalculator::now() const
 
 QDateTime NextRunCalculator::todayAt(const QTime &time) const
 {
-    return QDateTime(now().date(), time);
+    return localDateTime(now().date(), time);
+}
+
+QDateTime NextRunCalculator::localDateTime(const QDate &date, const QTime &time)
+{
+    const QDateTime local(date, time);
+    if (local.isValid() || !date.isValid() || !time.isValid())
+        return local;
+    // The wall-clock time does not exist (the spring-forward gap): like the platform's calendar,
+    // move it on by the gap's length (02:30 -> 03:30), using the offset in force before the gap.
+    const qint64 wallClock = QDateTime(date, time, Qt::UTC).toMSecsSinceEpoch();
+    const int offsetBefore
+        = QDateTime::fromMSecsSinceEpoch(wallClock - 86400000).toLocalTime().offsetFromUtc();
+    return QDateTime::fromMSecsSinceEpoch(wallClock - qint64(offsetBefore) * 1000).toLocalTime();
 }
 
 qint64 NextRunCalculator::wholeMinutes(const QDateTime &from, const QDateTime &to)
@@ -43,7 +56,7 @@ QDateTime NextRunCalculator::dateFromComponents(int year, int month, int day, co
 {
     const int monthIndex = (year * 12 + (month - 1));
     const QDate first(monthIndex / 12, monthIndex % 12 + 1, 1);
-    return QDateTime(first.addDays(day - 1), time);
+    return localDateTime(first.addDays(day - 1), time);
 }
 
 QDateTime NextRunCalculator::nextscheduleDateForDailySchedule(const QDateTime &picker) const
@@ -51,7 +64,7 @@ QDateTime NextRunCalculator::nextscheduleDateForDailySchedule(const QDateTime &p
     const QTime time = secondsOnly(picker);
     const QDateTime graceEnd = todayAt(time).addSecs(60);
     const QDate day = now() < graceEnd ? now().date() : now().date().addDays(1);
-    return QDateTime(day, time);
+    return localDateTime(day, time);
 }
 
 QDateTime NextRunCalculator::nextscheduleDateForHourlySchedule(const QDateTime &picker) const
@@ -71,16 +84,28 @@ QDateTime NextRunCalculator::nextScheduleTransferDate(const CorvaneScheduleItem 
     const QDateTime next = nextScheduleDateFromTheSelectedDaysArray(&record);
     if (!next.isValid())
         return next;
-    return QDateTime(next.date(), time);
+    const QDateTime start = localDateTime(next.date(), time);
+    if (!(start < now()))
+        return start;
+    // The record's own time may lie later in the day than the picked one, so the day found can
+    // be today with the picked time already past: the next selected weekday after today.
+    const QList<int> days = record.selectedDayNumbers();
+    for (int ahead = 1; ahead <= 7; ++ahead) {
+        const QDate day = now().date().addDays(ahead);
+        if (days.contains(weekdayNumber(day)))
+            return localDateTime(day, time);
+    }
+    return start;
 }
 
-QDateTime NextRunCalculator::nextScheduleDateFromTheSelectedDaysArray(const CorvaneScheduleItem *record) const
+QDateTime
+NextRunCalculator::nextScheduleDateFromTheSelectedDaysArray(const CorvaneScheduleItem *record) const
 {
     if (!record || !record->scheduleTime().isValid())
         return {};
     const QDateTime t = record->scheduleTime().toLocalTime();
     const QTime time = secondsOnly(t);
-    const QDateTime T(t.date(), time);
+    const QDateTime T = localDateTime(t.date(), time);
     const QDateTime C = todayAt(time);
     QDateTime start = wholeMinutes(C, now()) < 0 ? T : C;
     if (wholeDays(start, now()) > 0)
@@ -100,7 +125,8 @@ QDateTime NextRunCalculator::nextScheduleDateFromTheSelectedDaysArray(const Corv
     return start.addDays(7);
 }
 
-bool NextRunCalculator::currentDayIndexExsistsInTheSelectedArray(const CorvaneScheduleItem &record) const
+bool NextRunCalculator::currentDayIndexExsistsInTheSelectedArray(
+    const CorvaneScheduleItem &record) const
 {
     const int today = weekdayNumber(now().date());
     for (const int day : record.selectedDayNumbers()) {
@@ -150,8 +176,9 @@ NextRunCalculator::nextScheduledItem(const QList<CorvaneScheduleItem> &records) 
 {
     std::optional<qint64> smallest;
     for (const CorvaneScheduleItem &record : records) {
-        if (record.frequency() == CorvaneScheduleItem::Immediate)
-            continue;
+        if (record.frequency() == CorvaneScheduleItem::Immediate
+            || !record.scheduleTime().isValid())
+            continue; // a record without a start is never the next job
         const qint64 minutes = wholeMinutes(now(), record.scheduleTime());
         if (!smallest || minutes < *smallest)
             smallest = minutes;
@@ -160,7 +187,8 @@ NextRunCalculator::nextScheduledItem(const QList<CorvaneScheduleItem> &records) 
         return std::nullopt;
     // The first record of any frequency with that difference.
     for (const CorvaneScheduleItem &record : records) {
-        if (wholeMinutes(now(), record.scheduleTime()) == *smallest)
+        if (record.scheduleTime().isValid()
+            && wholeMinutes(now(), record.scheduleTime()) == *smallest)
             return record;
     }
     return std::nullopt;
@@ -183,6 +211,9 @@ NextRunCalculator::scheduleFromEditor(EditorChoice choice, const QDateTime &pick
         out.days = selectedDays;
         CorvaneScheduleItem record(m_clock);
         record.setSelectedDaysForSchedule(selectedDays);
+        // The record starts from the picked time, not from now: edited on a selected day after
+        // that time, the start is the next such day.
+        record.setScheduleTime(todayAt(secondsOnly(picker)));
         out.firstStart = nextScheduleTransferDate(record, picker);
         break;
     }
@@ -201,7 +232,8 @@ NextRunCalculator::scheduleFromEditor(EditorChoice choice, const QDateTime &pick
         out.frequency = CorvaneScheduleItem::Monthly;
         out.days = {weekdayNumber(soon.date())};
         const QTime time = secondsOnly(picker);
-        QDateTime start = dateFromComponents(soon.date().year(), soon.date().month(), dayOfMonth, time);
+        QDateTime start
+            = dateFromComponents(soon.date().year(), soon.date().month(), dayOfMonth, time);
         // One month on from the (already normalised) date, normalised again.
         if (start < now())
             start = dateFromComponents(start.date().year(), start.date().month() + 1,

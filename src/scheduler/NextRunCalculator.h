@@ -11,25 +11,28 @@ class Clock;
 
 // When schedules start. All times are local; "now" comes from the clock; the time picker's
 // value is passed in (for most rules only its hour, minute and second count).
-class NextRunCalculator
-{
+class NextRunCalculator {
 public:
-    explicit NextRunCalculator(const Clock &clock) : m_clock(clock) {}
+    explicit NextRunCalculator(const Clock &clock)
+        : m_clock(clock)
+    {
+    }
 
     QDateTime nextscheduleDateForDailySchedule(const QDateTime &picker) const;
     QDateTime nextscheduleDateForHourlySchedule(const QDateTime &picker) const;
-    QDateTime nextScheduleTransferDate(const CorvaneScheduleItem &record, const QDateTime &picker) const;
+    QDateTime nextScheduleTransferDate(const CorvaneScheduleItem &record,
+                                       const QDateTime &picker) const;
     QDateTime nextScheduleDateFromTheSelectedDaysArray(const CorvaneScheduleItem *record) const;
     bool currentDayIndexExsistsInTheSelectedArray(const CorvaneScheduleItem &record) const;
     bool oneMinuteGapWithTheCurrentTime(const QDateTime &picker) const;
     QDateTime recommendedCalendarDateForSchedule() const;
     // The earliest non-immediate record of `records` (the archive), or nothing.
-    std::optional<CorvaneScheduleItem> nextScheduledItem(const QList<CorvaneScheduleItem> &records) const;
+    std::optional<CorvaneScheduleItem>
+    nextScheduledItem(const QList<CorvaneScheduleItem> &records) const;
 
     // The rows of the editor's time settings.
     enum class EditorChoice { DailySchedule, WeekDays, HourlySchedule, Immediate, MonthlySchedule };
-    struct EditorSchedule
-    {
+    struct EditorSchedule {
         int frequency = CorvaneScheduleItem::Daily;
         QVariantList days;
         QDateTime firstStart;
@@ -48,6 +51,9 @@ public:
     // A date from components, overflowing days rolling into the next month (31 February is
     // 3 March), as the platform's calendar does.
     static QDateTime dateFromComponents(int year, int month, int day, const QTime &time);
+    // The local date and time; one in the spring-forward gap moves on by the gap's length
+    // (02:30 becomes 03:30), so that every start is a real instant.
+    static QDateTime localDateTime(const QDate &date, const QTime &time);
 
 private:
     QDateTime now() const;

@@ -1,11 +1,21 @@
 #include "ScheduleArchive.h"
 
-#include "product/StringTable.h"
 #include "logging/SLLogger.h"
 #include "platform/AtomicFile.h"
+#include "platform/FileContents.h"
 #include "platform/Paths.h"
+#include "product/StringTable.h"
 
+#include <QDir>
 #include <QFile>
+#include <QFileInfo>
+#include <QMutex>
+
+#include <cerrno>
+#include <fcntl.h>
+#include <sys/file.h>
+#include <sys/stat.h>
+#include <unistd.h>
 
 using namespace Qt::StringLiterals;
 
@@ -15,26 +25,58 @@ namespace {
 
 const QString kRootKey = u"Schedules"_s;
 
-void trace(const QString &message)
+// The version of the file whose faults were last traced. Views read the archive on every paint;
+// a damaged file must not write the same lines each time.
+QString fileVersion(const QString &real)
 {
-    SLLogger::logMonitorTrace(message);
+    struct stat info { };
+    if (::stat(QFile::encodeName(real).constData(), &info) != 0)
+        return QString();
+    return u"%1|%2|%3|%4.%5|%6.%7"_s.arg(real)
+        .arg(info.st_ino)
+        .arg(info.st_size)
+        .arg(info.st_mtim.tv_sec)
+        .arg(info.st_mtim.tv_nsec)
+        .arg(info.st_ctim.tv_sec)
+        .arg(info.st_ctim.tv_nsec);
+}
+
+bool firstReadOfVersion(const QString &version)
+{
+    static QMutex mutex;
+    static QString lastTraced;
+    const QMutexLocker locker(&mutex);
+    if (!version.isEmpty() && version == lastTraced)
+        return false;
+    lastTraced = version;
+    return true;
+}
+
+void traceFaults(const Contents &contents)
+{
+    if (!contents.error.isEmpty())
+        SLLogger::logMonitorTrace(contents.error);
+    for (const KeptElement &kept : contents.undecodable)
+        SLLogger::logMonitorTrace(
+            u"Schedule record kept as it is, it cannot be read: %1"_s.arg(kept.reason));
+}
+
+// A kept element as it is written back. The decoder gives its dates as plain dates; a record's
+// dates go back as the calendar dates the engine reads.
+QVariant keptForWriting(const QVariant &element)
+{
+    if (element.typeId() != qMetaTypeId<ArchivedObject>())
+        return element;
+    ArchivedObject object = element.value<ArchivedObject>();
+    for (ArchivedObject::Field &field : object.fields) {
+        if (field.second.typeId() == QMetaType::QDateTime && field.second.toDateTime().isValid())
+            field.second = QVariant::fromValue(
+                KeyedArchive::calendarDate(field.second.toDateTime().toLocalTime()));
+    }
+    return QVariant::fromValue(object);
 }
 
 } // namespace
-
-QString path()
-{
-    return SLLocalizedString(u"SchedulerSettingsFile"_s);
-}
-
-QByteArray encode(const QList<CorvaneScheduleItem> &records)
-{
-    QVariantList list;
-    list.reserve(records.size());
-    for (const CorvaneScheduleItem &record : records)
-        list.append(QVariant::fromValue(record.toArchivedObject()));
-    return KeyedArchive::archive({{kRootKey, list}});
-}
 
 Contents decode(const QByteArray &data)
 {
@@ -42,12 +84,12 @@ Contents decode(const QByteArray &data)
     contents.state = State::Unreadable;
     const KeyedArchive::Result result = KeyedArchive::unarchive(data);
     if (!result.ok()) {
-        trace(u"Schedules archive unreadable: %1"_s.arg(result.error));
+        contents.error = u"Schedules archive unreadable: %1"_s.arg(result.error);
         return contents;
     }
     const QVariant root = result.topObjects.value(kRootKey);
     if (root.typeId() != QMetaType::QVariantList) {
-        trace(u"Schedules archive holds no list of schedules"_s);
+        contents.error = u"Schedules archive holds no list of schedules"_s;
         return contents;
     }
     contents.state = State::Readable;
@@ -55,40 +97,119 @@ Contents decode(const QByteArray &data)
         QString error;
         std::optional<CorvaneScheduleItem> record;
         if (element.typeId() == qMetaTypeId<ArchivedObject>())
-            record = CorvaneScheduleItem::fromArchivedObject(element.value<ArchivedObject>(), &error);
+            record
+                = CorvaneScheduleItem::fromArchivedObject(element.value<ArchivedObject>(), &error);
         else
             error = u"an element is not a schedule record"_s;
         if (record) {
             contents.records.append(*record);
         } else {
-            ++contents.skippedRecords;
-            trace(u"Schedule record skipped: %1"_s.arg(error));
+            contents.undecodable.append({contents.records.size(), element, error});
         }
     }
     return contents;
 }
 
-Contents load()
+QString path()
 {
-    QFile file(Paths::current().resolve(path()));
-    if (!file.open(QIODevice::ReadOnly))
-        return {};
-    return decode(file.readAll());
+    return SLLocalizedString(u"SchedulerSettingsFile"_s);
 }
 
-bool save(const QList<CorvaneScheduleItem> &records)
+QByteArray encode(const QList<CorvaneScheduleItem> &records, const QList<KeptElement> &kept)
 {
-    return AtomicFile::write(path(), encode(records), 0777);
+    QVariantList list;
+    list.reserve(records.size() + kept.size());
+    qsizetype next = 0;
+    const auto keptBefore = [&](qsizetype index) {
+        for (const KeptElement &element : kept) {
+            if (element.before == index || (index == records.size() && element.before > index))
+                list.append(keptForWriting(element.element));
+        }
+    };
+    for (; next < records.size(); ++next) {
+        keptBefore(next);
+        list.append(QVariant::fromValue(records.at(next).toArchivedObject()));
+    }
+    keptBefore(records.size());
+    return KeyedArchive::archive({{kRootKey, list}});
+}
+
+Contents load()
+{
+    const QString real = Paths::current().resolve(path());
+    const bool traced = firstReadOfVersion(fileVersion(real));
+    const FileContents file = FileContents::read(path());
+    switch (file.status()) {
+    case FileContents::Status::Ok: {
+        const Contents contents = decode(file.data());
+        if (traced)
+            traceFaults(contents);
+        return contents;
+    }
+    case FileContents::Status::Missing:
+        return {};
+    default:
+        break;
+    }
+    Contents contents;
+    contents.state = State::Inaccessible;
+    contents.error = file.errorString();
+    if (traced)
+        SLLogger::logMonitorTrace(u"Schedules archive cannot be read: %1"_s.arg(contents.error));
+    return contents;
+}
+
+SaveResult save(const QList<CorvaneScheduleItem> &records, const QList<KeptElement> &kept)
+{
+    if (AtomicFile::write(path(), encode(records, kept), 0777))
+        return {};
+    const QString real = Paths::current().resolve(path());
+    const QString message
+        = SLLocalizedString(u"The schedules could not be saved to %1."_s).arg(real);
+    SLLogger::logMonitorTrace(message);
+    return {SaveResult::Status::Failed, message};
 }
 
 QString moveAsideUnreadable(const QDateTime &now)
 {
     const QString real = Paths::current().resolve(path());
-    const QString aside = real + u".unreadable-"_s + now.toString(u"yyyyMMdd-HHmmss"_s);
-    if (!QFile::rename(real, aside))
-        return QString();
-    trace(u"Unreadable schedules archive kept as %1"_s.arg(aside));
-    return aside;
+    const QString base = real + u".unreadable-"_s + now.toString(u"yyyyMMdd-HHmmss"_s);
+    // QFile::rename never replaces an existing file: a name taken already (two in one second)
+    // moves on to the next free one.
+    for (int n = 1; n <= 1000; ++n) {
+        const QString aside = n == 1 ? base : base + u'-' + QString::number(n);
+        if (QFile::rename(real, aside)) {
+            SLLogger::logMonitorTrace(u"Unreadable schedules archive kept as %1"_s.arg(aside));
+            return aside;
+        }
+        if (!QFileInfo::exists(aside))
+            break; // the rename failed for another reason
+    }
+    SLLogger::logMonitorTrace(u"Unreadable schedules archive could not be moved aside"_s);
+    return QString();
+}
+
+WriteLock::WriteLock()
+{
+    const QString real = Paths::current().resolve(path()) + u".lock"_s;
+    QDir().mkpath(QFileInfo(real).absolutePath());
+    m_fd = ::open(QFile::encodeName(real).constData(), O_RDWR | O_CREAT | O_CLOEXEC, 0666);
+    if (m_fd < 0)
+        return;
+    ::fchmod(m_fd, 0666); // every local user's monitor takes it; the umask must not narrow it
+    while (::flock(m_fd, LOCK_EX) != 0) {
+        if (errno != EINTR) {
+            ::close(m_fd);
+            m_fd = -1;
+            return;
+        }
+    }
+}
+
+WriteLock::~WriteLock()
+{
+    if (m_fd >= 0)
+        ::close(m_fd); // closing the descriptor releases the lock
 }
 
 } // namespace ScheduleArchive

@@ -3,10 +3,8 @@
 
 #include "CorvaneSchedulerController.h"
 
-#include "SchedulerState.h"
 #include "ScheduleArchive.h"
-#include "product/FilePathAPIs.h"
-#include "product/StringTable.h"
+#include "SchedulerState.h"
 #include "logging/SLLogger.h"
 #include "notify/AlertPresenter.h"
 #include "platform/Clock.h"
@@ -14,6 +12,8 @@
 #include "platform/Paths.h"
 #include "platform/PropertyList.h"
 #include "platform/StringFormat.h"
+#include "product/FilePathAPIs.h"
+#include "product/StringTable.h"
 
 #include <QFileInfo>
 #include <QTimer>
@@ -29,7 +29,8 @@ constexpr int kRefreshMs = 5000;
 
 } // namespace
 
-CorvaneScheduleItem CorvaneSchedulerController::immediateRecord(const QVariantMap &login, const QString &account) const
+CorvaneScheduleItem CorvaneSchedulerController::immediateRecord(const QVariantMap &login,
+                                                                const QString &account) const
 {
     CorvaneScheduleItem record(m_clock);
     record.setFrequency(CorvaneScheduleItem::Immediate);
@@ -51,14 +52,16 @@ void CorvaneSchedulerController::showQueuedJobPanel()
     if (!m_alerts)
         return;
     const bool corvane = FilePathAPIs::isCorvaneApplication();
-    m_alerts->displayMessage(u"The immediate backup has been scheduled, it will commence in a few seconds"_s,
-                             corvane ? u"Corvane"_s : u"Stelloa"_s, {SLLocalizedString(u"OK"_s), QString(), QString()},
-                             false, corvane ? u"corvane"_s : u"stelloa"_s);
+    m_alerts->displayMessage(
+        u"The immediate backup has been scheduled, it will commence in a few seconds"_s,
+        corvane ? u"Corvane"_s : u"Stelloa"_s, {SLLocalizedString(u"OK"_s), QString(), QString()},
+        false, corvane ? u"corvane"_s : u"stelloa"_s);
 }
 
 std::optional<CorvaneScheduleItem> CorvaneSchedulerController::backupNow()
 {
-    const QVariantMap login = PropertyList::readDictionary(pathForApplicationFile(kLoginDetailsKind));
+    const QVariantMap login
+        = PropertyList::readDictionary(pathForApplicationFile(kLoginDetailsKind));
     if (login.isEmpty())
         return std::nullopt;
     const bool corvane = FilePathAPIs::isCorvaneApplication();
@@ -74,8 +77,8 @@ std::optional<CorvaneScheduleItem> CorvaneSchedulerController::backupNow()
     }
     if (record.quotaServername().isEmpty()) {
         const QVariant quota = login.contains(u"quotaServername"_s)
-                                   ? login.value(u"quotaServername"_s)
-                                   : login.value(login.value(u"StelloaUserName"_s).toString());
+            ? login.value(u"quotaServername"_s)
+            : login.value(login.value(u"StelloaUserName"_s).toString());
         record.setQuotaServerName(quota.toString());
     }
     for (const CorvaneScheduleItem &other : records()) {
@@ -92,14 +95,16 @@ std::optional<CorvaneScheduleItem> CorvaneSchedulerController::backupNow()
     if (PropertyList::readArray(backupSet).isEmpty())
         return std::nullopt;
     record.setProcessReferenceFile(backupSet);
-    corvaneaddSchedulerDetails(record);
+    if (corvaneaddSchedulerDetails(record).status == SaveResult::Status::Failed)
+        return std::nullopt;
     showQueuedJobPanel();
     return record;
 }
 
 std::optional<CorvaneScheduleItem> CorvaneSchedulerController::scheduleImmeadiateBackup()
 {
-    const QVariantMap login = PropertyList::readDictionary(pathForApplicationFile(kLoginDetailsKind));
+    const QVariantMap login
+        = PropertyList::readDictionary(pathForApplicationFile(kLoginDetailsKind));
     const auto refuse = [this](const QString &message) -> std::optional<CorvaneScheduleItem> {
         if (m_alerts)
             m_alerts->displayMessage(message, SLLocalizedString(u"ApplicationName"_s),
@@ -118,7 +123,13 @@ std::optional<CorvaneScheduleItem> CorvaneSchedulerController::scheduleImmeadiat
     if (!QFileInfo::exists(Paths::current().resolve(backupSet)))
         return refuse(u"Login to Corvane for Mac to configure a backup set"_s);
     record.setProcessReferenceFile(backupSet);
-    corvaneaddSchedulerDetails(record);
+    const SaveResult saved = corvaneaddSchedulerDetails(record);
+    if (saved.status == SaveResult::Status::Failed) {
+        if (m_alerts)
+            m_alerts->displayMessage(saved.message, SLLocalizedString(u"ApplicationName"_s),
+                                     {SLLocalizedString(u"OK"_s), QString(), QString()}, true);
+        return std::nullopt;
+    }
     showQueuedJobPanel();
     return record;
 }
@@ -128,7 +139,8 @@ bool CorvaneSchedulerController::isItemCompleted(const CorvaneScheduleItem &reco
     for (const CorvaneScheduleItem &entry : ScheduleArchive::load().records) {
         // The engine rewrites the file: the same record is the one of the same account, kind and
         // start (the archive keeps times to the second).
-        if (entry.corvaneUserName() == record.corvaneUserName() && entry.frequency() == record.frequency()
+        if (entry.corvaneUserName() == record.corvaneUserName()
+            && entry.frequency() == record.frequency()
             && entry.scheduleTime().toSecsSinceEpoch() == record.scheduleTime().toSecsSinceEpoch())
             return entry.status() == CorvaneScheduleItem::Completed;
     }
@@ -139,10 +151,10 @@ void CorvaneSchedulerController::stopSchedulerSubmenu()
 {
     if (!m_alerts)
         return;
-    const int answer = m_alerts->displayMessage(u"Are you sure you wish to stop the scheduled backup operation?"_s,
-                                                SLLocalizedString(u"ApplicationName"_s),
-                                                {SLLocalizedString(u"OK"_s), SLLocalizedString(u"Cancel"_s), QString()},
-                                                true);
+    const int answer = m_alerts->displayMessage(
+        u"Are you sure you wish to stop the scheduled backup operation?"_s,
+        SLLocalizedString(u"ApplicationName"_s),
+        {SLLocalizedString(u"OK"_s), SLLocalizedString(u"Cancel"_s), QString()}, true);
     if (answer == AlertPresenter::kDefault)
         SchedulerState::write(u"3"_s);
 }

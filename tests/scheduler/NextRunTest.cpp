@@ -6,11 +6,13 @@ using namespace Qt::StringLiterals;
 
 namespace {
 
-class NextRunTest : public SchedulerFixture
-{
+class NextRunTest : public SchedulerFixture {
 protected:
-    NextRunCalculator calc{clock};
-    QDateTime pickerAt(int h, int mi, int s = 0) const { return QDateTime(QDate(2001, 1, 1), QTime(h, mi, s)); }
+    NextRunCalculator calc {clock};
+    QDateTime pickerAt(int h, int mi, int s = 0) const
+    {
+        return QDateTime(QDate(2001, 1, 1), QTime(h, mi, s));
+    }
     CorvaneScheduleItem weekly(QVariantList days, const QDateTime &time) const
     {
         CorvaneScheduleItem item = record(u"ann"_s, 5, time);
@@ -76,7 +78,8 @@ TEST_F(NextRunTest, WeekdaySchedules)
     // Days held as text count by their value; the nearest selected day wins.
     const CorvaneScheduleItem midweek = weekly({u"5"_s, u"3"_s}, at(2026, 11, 16, 10, 0));
     EXPECT_EQ(calc.nextScheduleTransferDate(midweek, pickerAt(7, 30)), at(2026, 11, 18, 7, 30));
-    EXPECT_FALSE(calc.currentDayIndexExsistsInTheSelectedArray(weekly({}, at(2026, 11, 16, 10, 0))));
+    EXPECT_FALSE(
+        calc.currentDayIndexExsistsInTheSelectedArray(weekly({}, at(2026, 11, 16, 10, 0))));
 }
 
 TEST_F(NextRunTest, AnEmptyDayListGivesSevenDaysAfterTheStart)
@@ -98,6 +101,87 @@ TEST_F(NextRunTest, SelectedDaysAcrossTheSpringChange)
     EXPECT_EQ(calc.nextScheduleDateFromTheSelectedDaysArray(&mondays), at(2026, 3, 30, 9, 0));
     const CorvaneScheduleItem sundays = weekly({0}, at(2026, 3, 22, 9, 0));
     EXPECT_EQ(calc.nextScheduleDateFromTheSelectedDaysArray(&sundays), at(2026, 3, 29, 9, 0));
+}
+
+TEST_F(NextRunTest, EveryRuleGivesARealInstantInTheSpringForwardGap)
+{
+    using Choice = NextRunCalculator::EditorChoice;
+    // 02:30 does not exist on 29 March 2026 in Berlin: every rule starts at 03:30 instead.
+    const QDateTime gapStart = at(2026, 3, 29, 3, 30);
+    ASSERT_FALSE(at(2026, 3, 29, 2, 30).isValid()) << "the zone has the gap";
+    EXPECT_EQ(NextRunCalculator::localDateTime(QDate(2026, 3, 29), QTime(2, 30)), gapStart);
+    EXPECT_EQ(NextRunCalculator::localDateTime(QDate(2026, 3, 29), QTime(1, 59, 59)),
+              at(2026, 3, 29, 1, 59, 59));
+
+    clock.set(at(2026, 3, 28, 22, 0)); // the Saturday evening before
+    const struct {
+        const char *name;
+        Choice choice;
+        QVariantList days;
+        int dayOfMonth;
+    } rules[] = {{"daily", Choice::DailySchedule, {}, 1},
+                 {"Sundays", Choice::WeekDays, {0}, 1},
+                 {"monthly on the 29th", Choice::MonthlySchedule, {}, 29}};
+    for (const auto &rule : rules) {
+        const auto schedule
+            = calc.scheduleFromEditor(rule.choice, pickerAt(2, 30), rule.days, rule.dayOfMonth, {});
+        EXPECT_TRUE(schedule.firstStart.isValid()) << rule.name;
+        EXPECT_EQ(schedule.firstStart, gapStart) << rule.name;
+    }
+    // Sunday's own start time in the gap, found from an earlier Sunday's record.
+    const CorvaneScheduleItem sundays = weekly({0}, at(2026, 3, 22, 2, 30));
+    EXPECT_EQ(calc.nextScheduleDateFromTheSelectedDaysArray(&sundays), gapStart);
+
+    // A record without a start is never the next job.
+    CorvaneScheduleItem noStart = record(u"nil"_s, 2, QDateTime());
+    EXPECT_EQ(calc.nextScheduledItem({noStart, record(u"real"_s, 2, gapStart)})->username(),
+              u"real"_s);
+    EXPECT_FALSE(calc.nextScheduledItem({noStart}).has_value());
+}
+
+TEST_F(NextRunTest, NoFirstStartIsEarlierThanNow)
+{
+    using Choice = NextRunCalculator::EditorChoice;
+    // Monday after 10:00, the picked time: the next Monday, not this morning.
+    clock.set(at(2026, 11, 16, 11, 0));
+    EXPECT_EQ(calc.scheduleFromEditor(Choice::WeekDays, pickerAt(10, 0), {1}, 1, {}).firstStart,
+              at(2026, 11, 23, 10, 0));
+    EXPECT_EQ(calc.scheduleFromEditor(Choice::WeekDays, pickerAt(10, 0), {3, 1}, 1, {}).firstStart,
+              at(2026, 11, 18, 10, 0));
+    // A record whose own time is later in the day than the picked one.
+    EXPECT_EQ(calc.nextScheduleTransferDate(weekly({1}, at(2026, 11, 16, 23, 0)), pickerAt(10, 0)),
+              at(2026, 11, 23, 10, 0));
+
+    // Every rule but the hourly one, over a week of "now"s and a day of picked times.
+    for (int hours = 0; hours < 7 * 24; hours += 5) {
+        clock.set(at(2026, 11, 16, 0, 17).addSecs(hours * 3600));
+        for (int pick = 0; pick < 24; pick += 3) {
+            for (const Choice choice :
+                 {Choice::WeekDays, Choice::MonthlySchedule, Choice::Immediate}) {
+                const QDateTime start
+                    = calc.scheduleFromEditor(choice, pickerAt(pick, 30), {0, 2, 4}, 16, {})
+                          .firstStart;
+                EXPECT_GE(start, clock.now()) << clock.now().toString().toStdString() << " pick "
+                                              << pick << " rule " << int(choice);
+            }
+            // The daily rule's one-minute grace is the only start allowed in the (recent) past.
+            EXPECT_GT(calc.nextscheduleDateForDailySchedule(pickerAt(pick, 30)),
+                      clock.now().addSecs(-60));
+        }
+    }
+}
+
+TEST_F(NextRunTest, ASelectedDayStartsTodayUntilItsMinuteHasPassed)
+{
+    const CorvaneScheduleItem monday = weekly({1}, at(2026, 11, 9, 10, 0));
+    for (const auto &[now, expected] :
+         {std::pair {at(2026, 11, 16, 10, 0, 0), at(2026, 11, 16, 10, 0)},
+          std::pair {at(2026, 11, 16, 10, 0, 59), at(2026, 11, 16, 10, 0)},
+          std::pair {at(2026, 11, 16, 10, 1, 0), at(2026, 11, 23, 10, 0)}}) {
+        clock.set(now);
+        EXPECT_EQ(calc.nextScheduleDateFromTheSelectedDaysArray(&monday), expected)
+            << now.toString().toStdString();
+    }
 }
 
 TEST_F(NextRunTest, WholeDaysAndMinutesTruncateTowardZero)
@@ -130,7 +214,7 @@ TEST_F(NextRunTest, MonthEndsOverflowIntoTheNextMonth)
     monthly = calc.scheduleFromEditor(NextRunCalculator::EditorChoice::MonthlySchedule,
                                       pickerAt(9, 0), {}, 31, {});
     EXPECT_EQ(monthly.firstStart, at(2026, 3, 3, 9, 0));
-    EXPECT_EQ(monthly.days, QVariantList{6}) << "weekday of now plus 45 seconds (a Saturday)";
+    EXPECT_EQ(monthly.days, QVariantList {6}) << "weekday of now plus 45 seconds (a Saturday)";
 }
 
 TEST_F(NextRunTest, TheEditorsRowsDecideFrequencyDaysAndStart)
@@ -144,19 +228,19 @@ TEST_F(NextRunTest, TheEditorsRowsDecideFrequencyDaysAndStart)
 
     const auto week = calc.scheduleFromEditor(Choice::WeekDays, pickerAt(8, 0), {3}, 1, {});
     EXPECT_EQ(week.frequency, 5);
-    EXPECT_EQ(week.days, QVariantList{3});
+    EXPECT_EQ(week.days, QVariantList {3});
     EXPECT_EQ(week.firstStart, at(2026, 11, 18, 8, 0));
 
     const auto now = calc.scheduleFromEditor(Choice::Immediate, pickerAt(8, 0), {}, 1, {});
     EXPECT_EQ(now.frequency, 0);
     EXPECT_EQ(now.firstStart, at(2026, 11, 17, 0, 0, 20));
-    EXPECT_EQ(now.days, QVariantList{2}) << "the weekday of the start";
+    EXPECT_EQ(now.days, QVariantList {2}) << "the weekday of the start";
 
     const QDateTime chosen = at(2026, 11, 16, 23, 40);
     const auto hourly = calc.scheduleFromEditor(Choice::HourlySchedule, chosen, {}, 1, chosen);
     EXPECT_EQ(hourly.frequency, 1);
     EXPECT_EQ(hourly.firstStart, chosen);
-    EXPECT_EQ(hourly.days, QVariantList{2}) << "weekday of now plus 45 seconds";
+    EXPECT_EQ(hourly.days, QVariantList {2}) << "weekday of now plus 45 seconds";
     EXPECT_FALSE(hourly.scheduleHourlyBackup);
 }
 

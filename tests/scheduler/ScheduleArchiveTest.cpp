@@ -1,10 +1,13 @@
 #include "SchedulerFixture.h"
 
-#include "product/StringTable.h"
 #include "platform/PropertyList.h"
+#include "product/StringTable.h"
+#include "scheduler/CorvaneSchedulerController.h"
 
 #include <QFile>
 #include <QTemporaryDir>
+
+#include <limits>
 
 using namespace Qt::StringLiterals;
 
@@ -25,7 +28,8 @@ CorvaneScheduleItem fullRecord(const Clock &clock)
     item.setUserAtServer(u"ann@storage1"_s);
     item.setServerName(u"storage1.example"_s);
     item.setPassword(u"\u00c2\u00c4"_s);
-    item.setProcessReferenceFile(u"/Library/Application Support/CorvaneforMac/BackupSets/ann.plist"_s);
+    item.setProcessReferenceFile(
+        u"/Library/Application Support/CorvaneforMac/BackupSets/ann.plist"_s);
     item.setEmailids(u"ann@example.com,bob@example.com"_s);
     item.setQuotaServerName(u"quota.example"_s);
     item.setDisplayDesktopNotification(true);
@@ -34,17 +38,40 @@ CorvaneScheduleItem fullRecord(const Clock &clock)
     item.setSSL(u"YES"_s);
     item.setBackupNow(true);
     item.setScheduleTimeSettings(3);
-    item.setSelectedDaysForSchedule(QVariantList{1, u"3"_s});
+    item.setSelectedDaysForSchedule(QVariantList {1, u"3"_s});
     item.setSendLogExtract(true);
     item.setNotifyOnFailure(true);
     item.setAutoSyncEnabled(true);
     return item;
 }
 
+// Archive elements this program cannot decode, as an engine (or a newer one) may write them.
+QVariantList undecodableElements(const Clock &clock)
+{
+    const auto with = [&](const QString &key, const QVariant &value) {
+        ArchivedObject object = fullRecord(clock).toArchivedObject();
+        object.insert(key, value);
+        return QVariant::fromValue(object);
+    };
+    const auto date = [](const QList<ArchivedObject::Field> &fields) {
+        return QVariant::fromValue(ArchivedObject {{u"NSDate"_s, u"NSObject"_s}, fields});
+    };
+    return {with(u"frequency"_s, u"daily"_s),
+            with(u"username"_s, QVariantList {1}),
+            with(u"frequency"_s, 1e300),
+            with(u"frequency"_s, std::numeric_limits<double>::quiet_NaN()),
+            with(u"status"_s, qint64(1) << 40),
+            with(u"scheduleTime"_s, date({})),
+            with(u"scheduleTime"_s, date({{u"NS.time"_s, 9.2e15}})),
+            QVariantList {QVariant::fromValue(fullRecord(clock).toArchivedObject())},
+            u"a stray string"_s};
+}
+
 TEST_F(ScheduleArchiveTest, EveryFieldSurvivesARoundTripButTheBackupNowFlag)
 {
     const CorvaneScheduleItem original = fullRecord(clock);
-    const ScheduleArchive::Contents back = ScheduleArchive::decode(ScheduleArchive::encode({original}));
+    const ScheduleArchive::Contents back
+        = ScheduleArchive::decode(ScheduleArchive::encode({original}));
     ASSERT_EQ(back.state, ScheduleArchive::State::Readable);
     ASSERT_EQ(back.records.size(), 1);
     const CorvaneScheduleItem &r = back.records.first();
@@ -67,7 +94,7 @@ TEST_F(ScheduleArchiveTest, EveryFieldSurvivesARoundTripButTheBackupNowFlag)
     EXPECT_TRUE(r.isUseSSL());
     EXPECT_FALSE(r.isBackupNow()) << "never archived";
     EXPECT_EQ(r.scheduleTimeSettings(), 3);
-    EXPECT_EQ(r.selectedDaysForSchedule(), std::optional(QVariantList{1, u"3"_s}));
+    EXPECT_EQ(r.selectedDaysForSchedule(), std::optional(QVariantList {1, u"3"_s}));
     EXPECT_TRUE(r.sendLogExtract());
     EXPECT_TRUE(r.notifyOnFailure());
     EXPECT_TRUE(r.isAutoSyncEnabled());
@@ -77,7 +104,8 @@ TEST_F(ScheduleArchiveTest, StoredTimesComeBackToTheSecond)
 {
     CorvaneScheduleItem item(clock);
     item.setScheduleTime(QDateTime(QDate(2026, 11, 15), QTime(18, 5, 9, 999)));
-    const CorvaneScheduleItem back = ScheduleArchive::decode(ScheduleArchive::encode({item})).records.first();
+    const CorvaneScheduleItem back
+        = ScheduleArchive::decode(ScheduleArchive::encode({item})).records.first();
     EXPECT_EQ(back.scheduleTime(), QDateTime(QDate(2026, 11, 15), QTime(18, 5, 9)));
     EXPECT_EQ(back.scheduleTime().timeSpec(), Qt::LocalTime);
 }
@@ -137,10 +165,11 @@ TEST_F(ScheduleArchiveTest, PlistlibSeesTheFoundationLayout)
     file.write(bytes);
     file.close();
     // 2026-11-15 18:05:09 in Berlin is 17:05:09 UTC.
-    const double expectedTime = double(QDateTime(QDate(2026, 11, 15), QTime(17, 5, 9), Qt::UTC)
-                                           .toSecsSinceEpoch() - 978307200);
-    const ProcessResult python = runPython(QString::fromUtf8(kCheckStructure),
-                                          {file.fileName(), QString::number(expectedTime, 'f', 3)});
+    const double expectedTime = double(
+        QDateTime(QDate(2026, 11, 15), QTime(17, 5, 9), Qt::UTC).toSecsSinceEpoch() - 978307200);
+    const ProcessResult python
+        = runPython(QString::fromUtf8(kCheckStructure),
+                    {file.fileName(), QString::number(expectedTime, 'f', 3)});
     EXPECT_EQ(python.output.trimmed(), QByteArray("ok")) << python.errorOutput.toStdString();
 }
 
@@ -176,7 +205,8 @@ plistlib.dump(archive, open(sys.argv[1], 'wb'), fmt=plistlib.FMT_BINARY, sort_ke
 
 TEST_F(ScheduleArchiveTest, ReadsAnArchiveFromAnIndependentWriter)
 {
-    const ProcessResult python = runPython(QString::fromUtf8(kIndependentWriter), {env.real(ScheduleArchive::path())});
+    const ProcessResult python
+        = runPython(QString::fromUtf8(kIndependentWriter), {env.real(ScheduleArchive::path())});
     ASSERT_EQ(python.exitCode, 0) << python.errorOutput.toStdString();
     const ScheduleArchive::Contents contents = ScheduleArchive::load();
     ASSERT_EQ(contents.state, ScheduleArchive::State::Readable);
@@ -205,7 +235,7 @@ TEST_F(ScheduleArchiveTest, ReadsAnArchiveFromAnIndependentWriter)
 
 TEST_F(ScheduleArchiveTest, MissingKeysKeepNothingOfTheDefaults)
 {
-    const ArchivedObject bare{{u"CorvaneScheduleItem"_s, u"NSObject"_s}, {}};
+    const ArchivedObject bare {{u"CorvaneScheduleItem"_s, u"NSObject"_s}, {}};
     const std::optional<CorvaneScheduleItem> r = CorvaneScheduleItem::fromArchivedObject(bare);
     ASSERT_TRUE(r);
     EXPECT_EQ(r->frequency(), 0);
@@ -218,8 +248,7 @@ TEST_F(ScheduleArchiveTest, MissingKeysKeepNothingOfTheDefaults)
 TEST_F(ScheduleArchiveTest, BadArchivesGiveAnEmptyListAndATraceLine)
 {
     const QByteArray good = ScheduleArchive::encode({fullRecord(clock)});
-    const struct
-    {
+    const struct {
         const char *name;
         QByteArray bytes;
     } cases[] = {
@@ -239,22 +268,62 @@ TEST_F(ScheduleArchiveTest, BadArchivesGiveAnEmptyListAndATraceLine)
                     .contains(u"Schedules archive"_s));
 }
 
-TEST_F(ScheduleArchiveTest, RecordsWithWrongTypedKeysAreDroppedAndTheRestKept)
+TEST_F(ScheduleArchiveTest, UndecodableElementsAreKeptAndWrittenBackInPlace)
 {
-    ArchivedObject wrong = fullRecord(clock).toArchivedObject();
-    wrong.insert(u"frequency"_s, u"daily"_s);
-    ArchivedObject wrongString = fullRecord(clock).toArchivedObject();
-    wrongString.insert(u"username"_s, QVariantList{1});
-    const QByteArray bytes = KeyedArchive::archive(
-        {{u"Schedules"_s, QVariantList{QVariant::fromValue(wrong),
-                                       QVariant::fromValue(fullRecord(clock).toArchivedObject()),
-                                       QVariant::fromValue(wrongString), u"a stray string"_s}}});
-    const ScheduleArchive::Contents contents = ScheduleArchive::decode(bytes);
+    const QVariantList bad = undecodableElements(clock);
+    QVariantList list;
+    for (qsizetype i = 0; i < bad.size(); ++i) {
+        list.append(bad.at(i));
+        list.append(QVariant::fromValue(
+            record(u"user%1"_s.arg(i), 2, at(2026, 11, 17, 9, 0)).toArchivedObject()));
+    }
+    const QByteArray written = KeyedArchive::archive({{u"Schedules"_s, list}});
+    const ScheduleArchive::Contents contents = ScheduleArchive::decode(written);
     EXPECT_EQ(contents.state, ScheduleArchive::State::Readable);
-    EXPECT_EQ(contents.records.size(), 1);
-    EXPECT_EQ(contents.skippedRecords, 3);
-    const QString trace = QString::fromUtf8(env.readFile(SLLocalizedString(u"MonitorTraceFilePath"_s)));
-    EXPECT_TRUE(trace.contains(u"\"frequency\" holds a value of the wrong kind"_s)) << trace.toStdString();
+    EXPECT_EQ(contents.records.size(), bad.size()) << "only the good records are records";
+    ASSERT_EQ(contents.undecodable.size(), bad.size());
+    for (qsizetype i = 0; i < bad.size(); ++i)
+        EXPECT_EQ(contents.undecodable.at(i).before, i);
+
+    const QVariantList back
+        = schedulesIn(ScheduleArchive::encode(contents.records, contents.undecodable));
+    const QVariantList asWritten = schedulesIn(written);
+    ASSERT_EQ(back.size(), asWritten.size());
+    for (qsizetype i = 0; i < asWritten.size(); ++i)
+        EXPECT_EQ(canonical(back.at(i)), canonical(asWritten.at(i))) << "element " << i;
+    EXPECT_EQ(contents.undecodable.first().reason,
+              u"\"frequency\" holds a value of the wrong kind"_s);
+}
+
+TEST_F(ScheduleArchiveTest, ADamagedArchiveIsTracedOncePerVersionOfTheFile)
+{
+    const auto lines = [&](const QString &text) {
+        return QString::fromUtf8(env.readFile(SLLocalizedString(u"MonitorTraceFilePath"_s)))
+            .count(text);
+    };
+    // A weekly record without days reads the archive for its text, on every paint of the table.
+    CorvaneScheduleItem weekly = record(u"ann"_s, 5, at(2026, 11, 17, 9, 0));
+    weekly.setSelectedDaysForSchedule(std::nullopt);
+    env.writeFile(
+        ScheduleArchive::path(),
+        KeyedArchive::archive({{u"Schedules"_s,
+                                QVariantList {QVariant::fromValue(weekly.toArchivedObject()),
+                                              u"a stray string"_s}}}));
+    CorvaneSchedulerController store(clock);
+    ScheduleTableModel *model = store.configuredSchedules();
+    for (int paint = 0; paint < 5; ++paint)
+        EXPECT_EQ(model->data(model->index(0, ScheduleTableModel::FrequencyColumn)).toString(),
+                  u"Monday,Tuesday,Wednesday,Thursday,Friday"_s);
+    EXPECT_EQ(lines(u"an element is not a schedule record"_s), 1);
+
+    env.writeFile(ScheduleArchive::path(), "damaged");
+    for (int read = 0; read < 3; ++read)
+        ScheduleArchive::load();
+    EXPECT_EQ(lines(u"Schedules archive unreadable"_s), 1);
+    env.writeFile(ScheduleArchive::path(), "damaged differently");
+    ScheduleArchive::load();
+    EXPECT_EQ(lines(u"Schedules archive unreadable"_s), 2)
+        << "a new version of the file is traced again";
 }
 
 TEST_F(ScheduleArchiveTest, SavedArchivesAreOpenToEveryUser)

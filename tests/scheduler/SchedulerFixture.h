@@ -7,8 +7,7 @@
 #include <gtest/gtest.h>
 
 // Every scheduler test runs in Berlin time, so that daylight-saving changes are real.
-class SchedulerFixture : public ::testing::Test
-{
+class SchedulerFixture : public ::testing::Test {
 protected:
     // Local Berlin time.
     static QDateTime at(int y, int mo, int d, int h, int mi, int s = 0)
@@ -29,7 +28,19 @@ protected:
     }
 
     QByteArray archiveBytes() const { return env.readFile(ScheduleArchive::path()); }
+    // An archived value in a form that compares byte for byte.
+    static QByteArray canonical(const QVariant &value)
+    {
+        return KeyedArchive::archive({{QStringLiteral("o"), value}});
+    }
+    // The elements of an archive's list, as archived (records not decoded).
+    static QVariantList schedulesIn(const QByteArray &archive)
+    {
+        return KeyedArchive::unarchive(archive)
+            .topObjects.value(QStringLiteral("Schedules"))
+            .toList();
+    }
 
     TestEnvironment env;
-    FixedClock clock{at(2026, 11, 16, 10, 0, 30)}; // a Monday
+    FixedClock clock {at(2026, 11, 16, 10, 0, 30)}; // a Monday
 };

@@ -26,6 +26,7 @@ struct MonitorServices
     DesktopServices *desktop = nullptr;
     QNetworkAccessManager *network = nullptr;
     bool connectChannel = true; // take the monitor's end of the message channel
+    int networkTimeoutMs = 20000; // the update check gives up after this long without a byte
 };
 
 // The status item's behaviour: its menu (actions identified by tag), tool tip and icon, job
@@ -51,6 +52,9 @@ public:
 
     // The start-up sequence.
     void awakeFromNib();
+    // The scheduler controller alone, as the start-up makes it: for a controller used without the
+    // rest of the start-up (lumenctl).
+    void createScheduler();
 
     QList<QAction *> statusMenu() const { return m_statusMenu; }
     QList<QAction *> schedulerSubMenu() const { return m_schedulerSubMenu; }
@@ -78,6 +82,9 @@ public:
     bool shouldExecuteBackup();
     bool isBackupInProgress() const;
     bool isNexaUser(const QString &user) const;
+    // The account name of the login details ("" when nobody is logged in) and its throttle file.
+    QString loggedInUser() const;
+    QString throttleFile() const;
     // How many of the user's processes named `name` run the web-management helper; -1 when the
     // process list could not be read.
     int isApplicationRunning(const QString &name) const;
@@ -103,14 +110,13 @@ Q_SIGNALS:
     void quitRequested();
 
 private:
+    static QString brandName();
     void createMenus();
     QAction *addItem(QList<QAction *> &menu, int tag, const QString &title, void (CorvaneMonitorController::*action)());
     void handleMessage(const QVariantList &message, bool fromCompanion);
     void setToolTip(const QString &text);
     void setStatusImage(const QString &name);
     QVariantMap loginDetails() const;
-    QString loggedInUser() const;
-    QString throttleFile() const;
     void trace(const QString &text) const;
 
     MonitorServices m_services;

@@ -1,6 +1,15 @@
 #include "MonitorScripting.h"
 
 #include "CorvaneMonitorController.h"
+#include "platform/Clock.h"
+#include "platform/Paths.h"
+#include "product/FilePathAPIs.h"
+#include "scheduler/NextRunCalculator.h"
+#include "scheduler/ScheduleArchive.h"
+#include "scheduler/SchedulerState.h"
+#include "util/StringExtensions.h"
+
+#include <QJsonDocument>
 
 #include <QDBusConnection>
 #include <QTimer>
@@ -38,4 +47,68 @@ bool MonitorScripting::Activate(int tag)
 QString MonitorScripting::ToolTip() const
 {
     return m_controller->toolTip();
+}
+
+namespace {
+
+QString fileText(const QString &path)
+{
+    return stelloaExtension::loadStringFromFile(path).trimmed();
+}
+
+QJsonObject jobJson(const CorvaneScheduleItem &record)
+{
+    const QDateTime start = record.scheduleTime();
+    return QJsonObject{
+        {u"user"_s, record.username()},
+        {u"account"_s, record.corvaneUserName()},
+        {u"frequency"_s, record.frequency()},
+        {u"frequencyString"_s, record.frequencyString()},
+        {u"scheduleTime"_s, start.isValid() ? QJsonValue(start.toOffsetFromUtc(start.offsetFromUtc()).toString(Qt::ISODate))
+                                            : QJsonValue()},
+        {u"scheduleTimeString"_s, record.scheduleTimeString()},
+    };
+}
+
+} // namespace
+
+QJsonObject MonitorScripting::status(const CorvaneMonitorController &controller, const Clock &clock)
+{
+    const QList<CorvaneScheduleItem> records = ScheduleArchive::load().records;
+    QJsonValue running;
+    for (const CorvaneScheduleItem &record : records) {
+        if (record.status() == CorvaneScheduleItem::InProgress) {
+            QJsonObject job = jobJson(record);
+            job.insert(u"progress"_s, QJsonValue()); // only the running monitor hears the engine
+            running = job;
+            break;
+        }
+    }
+    const std::optional<CorvaneScheduleItem> next = NextRunCalculator(clock).nextScheduledItem(records);
+    const QString pauseFile = stringByAppendingPathComponent(
+        stringByDeletingLastPathComponent(controller.throttleFile()), u"pause.txt"_s);
+    return QJsonObject{
+        {u"source"_s, u"files"_s},
+        {u"loggedInUser"_s, controller.loggedInUser()},
+        {u"schedulerState"_s, SchedulerState::read().trimmed()},
+        {u"schedulerEnabled"_s, fileText(BrandPaths::schedulerStatus()) != "0"_L1},
+        {u"paused"_s, fileText(pauseFile) == "1"_L1},
+        {u"backupInProgress"_s, controller.isBackupInProgress()},
+        {u"runningJob"_s, running},
+        {u"nextJob"_s, next ? QJsonValue(jobJson(*next)) : QJsonValue()},
+    };
+}
+
+QString MonitorScripting::Status() const
+{
+    QJsonObject state = status(*m_controller, Clock::system());
+    state.insert(u"source"_s, u"monitor"_s);
+    state.insert(u"toolTip"_s, m_controller->toolTip());
+    if (state.value(u"runningJob"_s).isObject()) {
+        // While a job runs the tool tip carries the engine's progress lines.
+        QJsonObject job = state.value(u"runningJob"_s).toObject();
+        job.insert(u"progress"_s, m_controller->toolTip());
+        state.insert(u"runningJob"_s, job);
+    }
+    return QString::fromUtf8(QJsonDocument(state).toJson(QJsonDocument::Compact));
 }

@@ -1,7 +1,9 @@
 #pragma once
 
+#include <QJsonObject>
 #include <QObject>
 
+class Clock;
 class CorvaneMonitorController;
 
 // The status menu from scripts: the running monitor exports this object on the session bus
@@ -20,10 +22,18 @@ public:
     // False when another monitor of the brand holds the name already.
     bool publish(const QString &brand);
 
+    // What the monitor knows of the user's backups, from the shared files: the logged-in account,
+    // the SchedulerState, whether scheduled jobs are enabled or paused, the running and the next
+    // scheduled job. `lumenctl status` uses it when no monitor runs; Status() adds what only the
+    // running monitor knows (the engine's progress lines).
+    static QJsonObject status(const CorvaneMonitorController &controller, const Clock &clock);
+
 public Q_SLOTS:
     // Chooses the enabled menu item with that tag; false when there is none.
     Q_SCRIPTABLE bool Activate(int tag);
     Q_SCRIPTABLE QString ToolTip() const;
+    // status() of this monitor as compact JSON text, with "source": "monitor".
+    Q_SCRIPTABLE QString Status() const;
 
 private:
     CorvaneMonitorController *m_controller;

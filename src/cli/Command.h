@@ -21,4 +21,6 @@ int runSendCommand(const QStringList &arguments, QTextStream &out, QTextStream &
 int runListenCommand(const QStringList &arguments, QTextStream &out, QTextStream &err);
 int runNotifyCommand(const QStringList &arguments, QTextStream &out, QTextStream &err);
 int runSizeCommand(const QStringList &arguments, QTextStream &out, QTextStream &err);
+int runBackupNowCommand(const QStringList &arguments, QTextStream &out, QTextStream &err);
+int runStatusCommand(const QStringList &arguments, QTextStream &out, QTextStream &err);
 int runMenuCommand(const QStringList &arguments, QTextStream &out, QTextStream &err);

@@ -1,4 +1,9 @@
 #include "Command.h"
+#include "JsonValues.h"
+
+#include "platform/PropertyList.h"
+#include "platform/StringFormat.h"
+#include "product/FilePathAPIs.h"
 
 #include "platform/Clock.h"
 #include "scheduler/CorvaneSchedulerController.h"
@@ -15,23 +20,23 @@ namespace {
 
 using Choice = NextRunCalculator::EditorChoice;
 
+// Every archived field under its archive key, as the engine reads it; the start as ISO 8601
+// with its UTC offset, the password masked. The texts the monitor shows come beside them.
 QJsonObject toJson(const CorvaneScheduleItem &record, int index)
 {
-    QJsonArray days;
-    for (const int day : record.selectedDayNumbers())
-        days.append(day);
-    return QJsonObject{{u"index"_s, index},
-                       {u"type"_s, record.scheduleTypeString()},
-                       {u"start"_s, record.scheduleTime().toString(Qt::ISODate)},
-                       {u"startText"_s, record.scheduleTimeString()},
-                       {u"frequency"_s, record.frequency()},
-                       {u"frequencyText"_s, record.frequencyString()},
-                       {u"days"_s, days},
-                       {u"status"_s, record.status()},
-                       {u"statusText"_s, record.statusString()},
-                       {u"user"_s, record.username()},
-                       {u"account"_s, record.corvaneUserName()},
-                       {u"destination"_s, record.destination()}};
+    QJsonObject row{{u"index"_s, index}};
+    for (const ArchivedObject::Field &field : record.toArchivedObject().fields)
+        row.insert(field.first, jsonFromVariant(field.second));
+    const QDateTime start = record.scheduleTime();
+    row.insert(u"scheduleTime"_s, start.isValid() ? QJsonValue(start.toOffsetFromUtc(start.offsetFromUtc())
+                                                                    .toString(Qt::ISODate))
+                                                   : QJsonValue());
+    if (!record.password().isEmpty())
+        row.insert(u"password"_s, u"***"_s);
+    row.insert(u"scheduleTimeString"_s, record.scheduleTimeString());
+    row.insert(u"frequencyString"_s, record.frequencyString());
+    row.insert(u"statusString"_s, record.statusString());
+    return row;
 }
 
 int list(const QStringList &arguments, QTextStream &out, QTextStream &err)
@@ -43,8 +48,10 @@ int list(const QStringList &arguments, QTextStream &out, QTextStream &err)
         return 2;
     }
     const ScheduleArchive::Contents contents = ScheduleArchive::load();
-    if (contents.state == ScheduleArchive::State::Unreadable)
-        err << u"The schedules archive could not be read; see the monitor trace.\n"_s;
+    if (contents.state == ScheduleArchive::State::Unreadable || contents.state == ScheduleArchive::State::Inaccessible) {
+        err << (contents.error.isEmpty() ? u"The schedules archive could not be read."_s : contents.error) << u'\n';
+        return 1;
+    }
     if (parser.isSet(u"json"_s)) {
         QJsonArray rows;
         for (int i = 0; i < contents.records.size(); ++i)
@@ -74,15 +81,59 @@ std::optional<Choice> choiceNamed(const QString &name)
     return found == choices.cend() ? std::nullopt : std::optional(found.value());
 }
 
+constexpr int kLoginDetailsKind = 2;
+constexpr int kBackupSetKind = 14;
+
+// The editor's time-settings row for a choice.
+int timeSettingsRow(Choice choice)
+{
+    switch (choice) {
+    case Choice::HourlySchedule:
+        return 1;
+    case Choice::Immediate:
+        return 2;
+    case Choice::MonthlySchedule:
+        return 3;
+    default:
+        return 0;
+    }
+}
+
+// A new record from the login details, as the editor builds one: the account by brand, the
+// server fields and password as stored, SSL on, desktop notification on, the quota server, and
+// the local user's backup set. Nothing when nobody is logged in.
+std::optional<CorvaneScheduleItem> recordFromLogin(const Clock &clock, const QString &localUser)
+{
+    const QVariantMap login
+        = PropertyList::readDictionary(CorvaneSchedulerController::pathForApplicationFile(kLoginDetailsKind));
+    if (login.isEmpty())
+        return std::nullopt;
+    CorvaneScheduleItem record(clock);
+    record.setUsername(localUser.isEmpty() ? login.value(u"Username"_s).toString() : localUser);
+    record.setCorvaneUserName(
+        login.value(FilePathAPIs::isCorvaneApplication() ? u"CorvaneUsername"_s : u"Username"_s).toString());
+    record.setUserAtServer(login.value(u"UserAtServer"_s).toString());
+    record.setServerName(login.value(u"serverName"_s).toString());
+    record.setPassword(login.value(u"Password"_s).toString());
+    record.setSSL(u"YES"_s);
+    record.setDisplayDesktopNotification(true);
+    record.setQuotaServerName(login.contains(u"quotaServername"_s)
+                                  ? login.value(u"quotaServername"_s).toString()
+                                  : login.value(login.value(u"StelloaUserName"_s).toString()).toString());
+    record.setProcessReferenceFile(stringWithFormat(CorvaneSchedulerController::pathForApplicationFile(kBackupSetKind),
+                                                    {record.username()}));
+    return record;
+}
+
 int add(const QStringList &arguments, QTextStream &out, QTextStream &err)
 {
     QCommandLineParser parser;
     parser.addOptions({{u"frequency"_s, u"daily, weekdays, hourly, immediate or monthly."_s, u"f"_s},
-                       {u"time"_s, u"Start time HH:MM[:SS] (default 20:00)."_s, u"t"_s},
+                       {u"time"_s, u"Start time HH:MM[:SS] (default 20:00; not for hourly)."_s, u"t"_s},
                        {u"days"_s, u"Weekdays 0 (Sunday) to 6, comma-separated."_s, u"list"_s},
                        {u"day-of-month"_s, u"Day of the month for monthly schedules."_s, u"n"_s},
-                       {u"user"_s, u"Local user that owns the schedule."_s, u"name"_s},
-                       {u"account"_s, u"Account user name."_s, u"name"_s}});
+                       {u"user"_s, u"Local user that owns the schedule (default: the logged-in one)."_s, u"name"_s},
+                       {u"account"_s, u"Account user name (default: the logged-in account)."_s, u"name"_s}});
     if (!parser.parse(QStringList{u"add"_s} + arguments)) {
         err << parser.errorText() << u'\n';
         return 2;
@@ -101,30 +152,37 @@ int add(const QStringList &arguments, QTextStream &out, QTextStream &err)
     }
     const int dayOfMonth = parser.value(u"day-of-month"_s).isEmpty() ? 1 : parser.value(u"day-of-month"_s).toInt();
     if (!choice || !time.isValid() || !daysOk || dayOfMonth < 1 || dayOfMonth > 31
-        || parser.value(u"user"_s).isEmpty() || (*choice == Choice::WeekDays && days.isEmpty())) {
+        || (*choice == Choice::WeekDays && days.isEmpty())) {
         err << u"usage: lumenctl schedules add --frequency daily|weekdays|hourly|immediate|monthly "
-               "[--time HH:MM] [--days 1,3,5] [--day-of-month 1-31] --user NAME [--account NAME]\n"_s;
+               "[--time HH:MM] [--days 1,3,5] [--day-of-month 1-31] [--user NAME] [--account NAME]\n"_s;
         return 2;
     }
     const Clock &clock = Clock::system();
-    CorvaneSchedulerController store(clock);
-    const QDateTime picker(clock.now().date(), time);
-    const NextRunCalculator::EditorSchedule schedule
-        = store.nextRun().scheduleFromEditor(*choice, picker, days, dayOfMonth, picker);
-    CorvaneScheduleItem record(clock);
-    record.setFrequency(schedule.frequency);
-    record.setSelectedDaysForSchedule(schedule.days);
-    record.setScheduleTime(schedule.firstStart);
-    record.setUsername(parser.value(u"user"_s));
-    record.setCorvaneUserName(parser.value(u"account"_s).isEmpty() ? parser.value(u"user"_s)
-                                                                    : parser.value(u"account"_s));
-    store.corvaneaddSchedulerDetails(record);
-    if (store.isSaveSkippedNoteVisible()) {
-        err << u"A scheduled job is running; the new schedule will be saved when it ends.\n"_s;
+    std::optional<CorvaneScheduleItem> record = recordFromLogin(clock, parser.value(u"user"_s));
+    if (!record) {
+        err << u"Nobody is logged in (no login details in "_s
+            << CorvaneSchedulerController::pathForApplicationFile(kLoginDetailsKind)
+            << u"): log in with the application first; the engine could not run the schedule.\n"_s;
         return 1;
     }
-    out << u"Added: "_s << record.frequencyString().trimmed() << u", first start "_s
-        << record.scheduleTimeString() << u'\n';
+    if (parser.isSet(u"account"_s))
+        record->setCorvaneUserName(parser.value(u"account"_s));
+    CorvaneSchedulerController store(clock);
+    // The hourly row keeps the time it was chosen at: now.
+    const QDateTime picker(clock.now().date(), time);
+    const NextRunCalculator::EditorSchedule schedule
+        = store.nextRun().scheduleFromEditor(*choice, picker, days, dayOfMonth, clock.now());
+    record->setFrequency(schedule.frequency);
+    record->setSelectedDaysForSchedule(schedule.days);
+    record->setScheduleTime(schedule.firstStart);
+    record->setScheduleTimeSettings(timeSettingsRow(*choice));
+    const CorvaneSchedulerController::SaveResult result = store.corvaneaddSchedulerDetails(*record);
+    if (!result.saved()) {
+        err << (result.message.isEmpty() ? u"The schedule was not saved."_s : result.message) << u'\n';
+        return 1;
+    }
+    out << u"Added: "_s << record->frequencyString().trimmed() << u", first start "_s
+        << record->scheduleTimeString() << u'\n';
     return 0;
 }
 
@@ -137,9 +195,9 @@ int remove(const QStringList &arguments, QTextStream &out, QTextStream &err)
         err << u"usage: lumenctl schedules delete INDEX (see schedules list)\n"_s;
         return 2;
     }
-    store.corvaneDeleteSchedulerDeatilsAtIndices({index});
-    if (store.isSaveSkippedNoteVisible()) {
-        err << u"A scheduled job is running; the schedule will be deleted when it ends.\n"_s;
+    const CorvaneSchedulerController::SaveResult result = store.corvaneDeleteSchedulerDeatilsAtIndices({index});
+    if (!result.saved()) {
+        err << (result.message.isEmpty() ? u"The schedule was not deleted."_s : result.message) << u'\n';
         return 1;
     }
     out << u"Deleted schedule "_s << index << u".\n"_s;

@@ -5,6 +5,9 @@
 
 #include <QCommandLineParser>
 #include <QCoreApplication>
+#include <QGuiApplication>
+
+#include <memory>
 
 using namespace Qt::StringLiterals;
 
@@ -21,12 +24,21 @@ const QList<Command> &commands()
         {u"schedules"_s, u"schedules list [--json]"_s, u"The schedules of every user, from the archive."_s,
          runSchedulesCommand},
         {u"schedules"_s, u"schedules add ..."_s,
-         u"Add a schedule: --frequency daily|weekdays|hourly|immediate|monthly, --time HH:MM,\n"
-         "                         --days 1,3 (0 = Sunday), --day-of-month N, --user NAME, --account NAME."_s,
+         u"Add a schedule for the logged-in account: --frequency daily|weekdays|hourly|\n"
+         "                         immediate|monthly, --time HH:MM, --days 1,3 (0 = Sunday), --day-of-month N,\n"
+         "                         --user NAME (local user), --account NAME."_s,
          runSchedulesCommand},
         {u"schedules"_s, u"schedules delete INDEX"_s, u"Delete the schedule at INDEX of the list."_s,
          runSchedulesCommand},
         {u"schedules"_s, u"schedules next"_s, u"The next scheduled job."_s, runSchedulesCommand},
+        {u"backup-now"_s, u"backup-now"_s,
+         u"Back up now as the menu item does, without the monitor; its messages are printed\n"
+         "                         (exit 1 when it refuses)."_s,
+         runBackupNowCommand},
+        {u"status"_s, u"status [--json] [--files]"_s,
+         u"Logged-in user, SchedulerState, enabled, paused, running and next job; from the\n"
+         "                         running monitor, or from the files (--files: always)."_s,
+         runStatusCommand},
         {u"send"_s, u"send --type N ..."_s,
          u"Send the monitor a channel message as its companion would: [--payload TEXT |\n"
          "                         --payload-json JSON] [--to NAME]."_s,
@@ -58,11 +70,26 @@ QString helpText(const QCommandLineParser &parser)
     return text;
 }
 
+// The commands that run the monitor controller need a GUI application object (its menu items
+// are actions); the others start without one, faster. Nothing is ever shown.
+std::unique_ptr<QCoreApplication> makeApplication(int &argc, char *argv[])
+{
+    for (int i = 1; i < argc; ++i) {
+        const QByteArrayView argument(argv[i]);
+        if (argument == "backup-now" || argument == "status") {
+            qputenv("QT_QPA_PLATFORM", "offscreen");
+            return std::make_unique<QGuiApplication>(argc, argv);
+        }
+    }
+    return std::make_unique<QCoreApplication>(argc, argv);
+}
+
 } // namespace
 
 int main(int argc, char *argv[])
 {
-    QCoreApplication app(argc, argv);
+    const std::unique_ptr<QCoreApplication> application = makeApplication(argc, argv);
+    QCoreApplication &app = *application;
     QCoreApplication::setApplicationName(u"lumenctl"_s);
     QTextStream out(stdout);
     QTextStream err(stderr);

@@ -113,46 +113,6 @@ TEST(Lumenctl, ResourcesFolderReplacesTheBuiltInTable)
 
 namespace {
 
-TEST(Lumenctl, SchedulesAddListAndDeleteThroughTheArchive)
-{
-    QTemporaryDir root;
-    const QStringList base{u"--root"_s, root.path(), u"schedules"_s};
-    const ProcessResult added = runProgram(kLumenctl, base + QStringList{u"add"_s, u"--frequency"_s, u"weekdays"_s,
-                                                                       u"--days"_s, u"3,1"_s, u"--time"_s,
-                                                                       u"07:15"_s, u"--user"_s, u"ann"_s});
-    ASSERT_EQ(added.exitCode, 0) << added.errorOutput.toStdString();
-    EXPECT_TRUE(added.output.startsWith("Added: Wednesday,Monday, first start "));
-    runProgram(kLumenctl, base + QStringList{u"add"_s, u"--frequency"_s, u"daily"_s, u"--user"_s, u"bob"_s});
-
-    const ProcessResult listed = runProgram(kLumenctl, base + QStringList{u"list"_s, u"--json"_s});
-    const QJsonArray rows = QJsonDocument::fromJson(listed.output).array();
-    ASSERT_EQ(rows.size(), 2);
-    EXPECT_EQ(rows.at(0)[u"frequency"_s].toInt(), 5);
-    EXPECT_EQ(rows.at(0)[u"days"_s].toArray(), (QJsonArray{3, 1}));
-    EXPECT_TRUE(rows.at(0)[u"start"_s].toString().endsWith(u"T07:15:00"_s));
-    EXPECT_EQ(rows.at(1)[u"user"_s].toString(), u"bob"_s);
-
-    EXPECT_EQ(runProgram(kLumenctl, base + QStringList{u"delete"_s, u"0"_s}).exitCode, 0);
-    const QJsonArray after = QJsonDocument::fromJson(
-        runProgram(kLumenctl, base + QStringList{u"list"_s, u"--json"_s}).output).array();
-    ASSERT_EQ(after.size(), 1);
-    EXPECT_EQ(after.at(0)[u"user"_s].toString(), u"bob"_s);
-
-    for (const QStringList &bad : {QStringList{u"add"_s, u"--frequency"_s, u"sometimes"_s, u"--user"_s, u"x"_s},
-                                   QStringList{u"add"_s, u"--frequency"_s, u"weekdays"_s, u"--user"_s, u"x"_s},
-                                   QStringList{u"add"_s, u"--frequency"_s, u"daily"_s, u"--days"_s, u"9"_s,
-                                               u"--user"_s, u"x"_s},
-                                   QStringList{u"delete"_s, u"5"_s}, QStringList{u"frobnicate"_s}}) {
-        const ProcessResult run = runProgram(kLumenctl, base + bad);
-        EXPECT_EQ(run.exitCode, 2) << bad.join(u' ').toStdString();
-        EXPECT_TRUE(run.errorOutput.contains("usage:")) << bad.join(u' ').toStdString();
-    }
-}
-
-} // namespace
-
-namespace {
-
 TEST(Lumenctl, SizeOfABackupSetWithAndWithoutExclusions)
 {
     QTemporaryDir root;

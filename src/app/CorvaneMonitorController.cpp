@@ -151,12 +151,11 @@ void CorvaneMonitorController::awakeFromNib()
     }
     trace(u"Start of awakeFromNib"_s);
     setStatusImage(SLLocalizedString(u"ApplicationIcon"_s));
-    setToolTip(corvane() ? u"Corvane Lumen"_s : u"Stelloa Lumen"_s);
+    setToolTip(brandName());
     m_isRestoreProgress = false;
     m_isOperationInProgress = false;
     setHide(true);
-    m_scheduler = std::make_unique<CorvaneSchedulerController>(*m_services.clock);
-    m_scheduler->setAlertPresenter(m_services.alerts);
+    createScheduler();
     trace(u"Exit of awakeFromNib"_s);
 
     m_notifications = std::make_unique<DistributedNotificationCenter>();
@@ -178,6 +177,12 @@ void CorvaneMonitorController::awakeFromNib()
     connect(m_refreshTimer, &QTimer::timeout, this, &CorvaneMonitorController::refresh);
     m_refreshTimer->start();
     refresh();
+}
+
+void CorvaneMonitorController::createScheduler()
+{
+    m_scheduler = std::make_unique<CorvaneSchedulerController>(*m_services.clock);
+    m_scheduler->setAlertPresenter(m_services.alerts);
 }
 
 QVariantMap CorvaneMonitorController::loginDetails() const
@@ -403,14 +408,14 @@ void CorvaneMonitorController::isApplicationLaunched()
 
 void CorvaneMonitorController::resetMonitorUI()
 {
-    setToolTip(corvane() ? u"Corvane Lumen"_s : u"Stelloa Lumen"_s);
+    setToolTip(brandName());
     setStatusImage(corvane() ? u"Portable_tray1"_s : u"trayicon"_s);
 }
 
 void CorvaneMonitorController::launchApplication()
 {
     if (!m_services.desktop->launchApplication(FilePathAPIs::pathForApplicationFile(kExecPathKind)))
-        m_services.desktop->launchApplication(FilePathAPIs::pathForApplicationFile(kExecNameKind));
+        m_services.desktop->launchApplicationNamed(FilePathAPIs::pathForApplicationFile(kExecNameKind));
 }
 
 void CorvaneMonitorController::onlineHelp()
@@ -427,7 +432,8 @@ void CorvaneMonitorController::updateSoftware()
                                   {version}));
     SynchronousWrapper wrapper(m_services.network);
     std::optional<NetworkError> error;
-    const QString reply = QString::fromUtf8(wrapper.sendSynchronousRequest(URLRequest::get(url), &error));
+    const QString reply
+        = QString::fromUtf8(wrapper.sendSynchronousRequest(URLRequest::get(url, m_services.networkTimeoutMs), &error));
     if (error)
         return; // a transport error shows nothing
     const QString name = a ? u"Corvane Lumen"_s : u"Stelloa Lumen"_s;
@@ -467,8 +473,15 @@ void CorvaneMonitorController::refresh()
     }
     const std::optional<CorvaneScheduleItem> next
         = NextRunCalculator(*m_services.clock).nextScheduledItem(ScheduleArchive::load().records);
-    setToolTip(next ? stringWithFormat(u"Your next scheduled backup will start on %@"_s, {next->scheduleTimeString()})
-                    : u"You have no scheduled jobs"_s);
+    if (next)
+        setToolTip(stringWithFormat(u"Your next scheduled backup will start on %@"_s, {next->scheduleTimeString()}));
+    else if (m_toolTip != brandName())
+        setToolTip(u"You have no scheduled jobs"_s); // the brand's name says as much until then
+}
+
+QString CorvaneMonitorController::brandName()
+{
+    return corvane() ? u"Corvane Lumen"_s : u"Stelloa Lumen"_s;
 }
 
 void CorvaneMonitorController::setToolTip(const QString &text)
@@ -507,6 +520,10 @@ void CorvaneMonitorController::handleMessage(const QVariantList &message, bool f
             m_channel->sendIPCMessage(u""_s, 8, true);
         break;
     case 4:
+        if (payload.toString() != "Start"_L1 && payload.toString() != "Terminate"_L1) {
+            trace(u"Ignored an operation message that is neither Start nor Terminate"_s);
+            break;
+        }
         m_isOperationInProgress = payload.toString() == "Start"_L1;
         trace(u"Operation "_s + payload.toString());
         if (!m_isOperationInProgress)
@@ -514,11 +531,12 @@ void CorvaneMonitorController::handleMessage(const QVariantList &message, bool f
         break;
     case 5:
     case 6:
-        // Shell commands only from the companion application itself.
-        if (fromCompanion)
-            ShellCommand::run(payload.toString());
+        // Command lines only from the companion application itself, and never on this thread:
+        // the user interface does not wait for them.
+        if (fromCompanion && payload.typeId() == QMetaType::QString)
+            m_services.desktop->runCommandLine(payload.toString());
         else
-            trace(u"Refused a shell command from a program other than the companion application"_s);
+            trace(u"Refused a command line from a program other than the companion application"_s);
         break;
     case 1:
         trace(u"Job finished: "_s + payload.toMap().value(u"SessionLogPath"_s).toString());

@@ -10,13 +10,17 @@
 #include "support/LoopbackServers.h"
 #include "support/TestEnvironment.h"
 
+#include <QCoreApplication>
 #include <QDir>
+#include <QElapsedTimer>
 #include <QFile>
 #include <QNetworkAccessManager>
 #include <QTemporaryDir>
 #include <QUrl>
 
 #include <gtest/gtest.h>
+
+#include <csignal>
 
 using namespace Qt::StringLiterals;
 
@@ -33,45 +37,91 @@ public:
     bool launchApplication(const QString &path) override
     {
         launched.append(path);
-        return launchSucceeds;
+        return false;
     }
+    bool launchApplicationNamed(const QString &name) override
+    {
+        launchedByName.append(name);
+        return true;
+    }
+    void runCommandLine(const QString &commandLine) override { commands.append(commandLine); }
     QList<QUrl> opened;
-    QStringList launched;
-    bool launchSucceeds = false;
+    QStringList launched, launchedByName, commands;
 };
 
-class MonitorControllerTest : public ::testing::Test
+// What differs between the two brands, as the tests see it.
+struct Brand
+{
+    QString id, name, launchTitle;
+    int spItemIndex;
+    QString idleImage, user, throttleFolder, execPath, execName, helpUrl, downloadUrl;
+};
+
+void PrintTo(const Brand &brand, std::ostream *out)
+{
+    *out << brand.id.toStdString();
+}
+
+const Brand kBrands[] = {
+    {u"corvane"_s, u"Corvane Lumen"_s, u"Launch Corvane"_s, 8, u"Portable_tray1"_s, u"ann@example.com"_s,
+     u"/Library/Application Support/CorvaneforMac/ann@example.com/Throttle"_s, u"/Applications/Corvane.app"_s,
+     u"Corvane"_s, u"https://help.corvane.example"_s, u"https://www.corvane.example/downloads/lumen/CorvaneLumen.dmg"_s},
+    {u"stelloa"_s, u"Stelloa Lumen"_s, u"Launch Stelloa for Mac"_s, 6, u"trayicon"_s, u"ann"_s,
+     u"/Library/Application Support/StelloaLumen/Engine/ann/Throttle"_s, u"/Applications/StelloaforMac.app"_s,
+     u"StelloaforMac"_s, u"https://help.stelloa.example"_s,
+     u"https://www.stelloa.example/slwin/downloads/lumen/StelloaLumen.dmg"_s},
+};
+
+class MonitorControllerTest : public ::testing::TestWithParam<Brand>
 {
 protected:
-    void SetUp() override
+    void SetUp() override { start(); }
+
+    void start(DesktopServices *desktopServices = nullptr, int networkTimeoutMs = 20000)
     {
-        controller = std::make_unique<CorvaneMonitorController>(
-            MonitorServices{&clock, &alerts, &desktop, &network, false});
+        controller.reset();
+        MonitorServices services{&clock, &alerts, desktopServices ? desktopServices : &desktop, &network, false};
+        services.networkTimeoutMs = networkTimeoutMs;
+        controller = std::make_unique<CorvaneMonitorController>(services);
         controller->awakeFromNib();
     }
 
-    void logIn(const QString &user = u"ann@example.com"_s, bool withBackupSet = true)
+    const Brand &brand() const { return GetParam(); }
+
+    // Brand A names the account "CorvaneUsername"; brand B "Username" (and "StelloaUserName").
+    void logIn(bool withBackupSet = true)
     {
         PropertyList::writeDictionary(BrandPaths::loginDetails(),
-                                      {{u"CorvaneUsername"_s, user}, {u"Username"_s, u"ann"_s},
-                                       {u"Password"_s, u"secret"_s}, {u"serverName"_s, u"storage1"_s}});
+                                      {{u"CorvaneUsername"_s, u"ann@example.com"_s}, {u"Username"_s, u"ann"_s},
+                                       {u"StelloaUserName"_s, u"ann"_s}, {u"Password"_s, u"secret"_s},
+                                       {u"serverName"_s, u"storage1"_s}});
         if (withBackupSet) {
-            const QString set = CorvaneSchedulerController::pathForApplicationFile(14).replace(u"%@"_s, user);
+            const QString set = CorvaneSchedulerController::pathForApplicationFile(14).replace(u"%@"_s, brand().user);
             PropertyList::write(set, QVariantList{u"/Users/ann/Documents"_s}, PropertyList::Format::Xml);
         }
     }
 
-    QString throttleFolder() const
-    {
-        return env.real(u"/Library/Application Support/CorvaneforMac/ann@example.com/Throttle"_s);
-    }
+    QString throttleFolder() const { return env.real(brand().throttleFolder); }
     QByteArray fileText(const QString &real) const
     {
         QFile file(real);
         return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray("<missing>");
     }
+    CorvaneScheduleItem dailyRecord(const QString &user, QTime at = QTime(20, 0))
+    {
+        CorvaneScheduleItem daily(clock);
+        daily.setCorvaneUserName(user);
+        daily.setScheduleTime(QDateTime(QDate(2026, 11, 16), at));
+        return daily;
+    }
+    void receive(const QVariant &payload, int type, bool fromCompanion)
+    {
+        controller->didReceiveIPCMessage({{payload, QString::number(type), u"CorvanePortableAM"_s, u"CorvanePortableMA"_s},
+                                          u":1.7"_s, fromCompanion});
+        QCoreApplication::processEvents(); // handled on the main thread
+    }
 
-    TestEnvironment env;
+    TestEnvironment env{GetParam().id};
     FixedClock clock{QDateTime(QDate(2026, 11, 16), QTime(10, 0))};
     FakeAlertPresenter alerts;
     FakeDesktop desktop;
@@ -79,18 +129,42 @@ protected:
     std::unique_ptr<CorvaneMonitorController> controller;
 };
 
-TEST_F(MonitorControllerTest, TheMenuCarriesEveryFixedTag)
+TEST_P(MonitorControllerTest, TheMenuAndStatusItemOfTheBrand)
 {
-    for (const int tag : {100, 101, 102, 310, 2013, 9122013, 9132013, 9142013})
+    for (const int tag : {310, 2013, 9122013, 9132013, 9142013})
         EXPECT_NE(controller->itemWithTag(tag), nullptr) << tag;
-    EXPECT_EQ(controller->itemWithTag(CorvaneMonitorController::LaunchApplicationTag)->text(), u"Launch Corvane"_s);
+    for (const int tag : {100, 101, 102})
+        EXPECT_EQ(controller->itemWithTag(tag) != nullptr, brand().id == u"corvane"_s) << tag;
+    EXPECT_EQ(controller->itemWithTag(CorvaneMonitorController::LaunchApplicationTag)->text(), brand().launchTitle);
     EXPECT_FALSE(controller->itemWithTag(9122013)->isEnabled()) << "no scheduled backup runs";
-    EXPECT_EQ(controller->toolTip(), u"You have no scheduled jobs"_s);
-    EXPECT_EQ(controller->statusImage(), u"Portable_tray1"_s);
-    EXPECT_EQ(controller->spItemIndex(), 8);
+    EXPECT_EQ(controller->statusImage(), brand().idleImage);
+    EXPECT_EQ(controller->spItemIndex(), brand().spItemIndex);
 }
 
-TEST_F(MonitorControllerTest, BackupNowQueuesOneImmediateRecordAndWritesTwo)
+TEST_P(MonitorControllerTest, TheToolTipIsTheBrandNameUntilARefreshHasSomethingToSay)
+{
+    EXPECT_EQ(controller->toolTip(), brand().name);
+    controller->refresh();
+    EXPECT_EQ(controller->toolTip(), brand().name) << "no schedules: nothing to say yet";
+
+    CorvaneScheduleItem daily = dailyRecord(brand().user);
+    ScheduleArchive::save({daily});
+    controller->refresh();
+    EXPECT_EQ(controller->toolTip(), u"Your next scheduled backup will start on Mon Nov 16 2026 08:00:00 PM"_s);
+    daily.setStatus(CorvaneScheduleItem::InProgress);
+    ScheduleArchive::save({daily});
+    controller->refresh();
+    EXPECT_TRUE(controller->itemWithTag(9122013)->isEnabled());
+    EXPECT_TRUE(controller->itemWithTag(9132013)->isEnabled());
+
+    ScheduleArchive::save({});
+    controller->refresh();
+    EXPECT_EQ(controller->toolTip(), u"You have no scheduled jobs"_s);
+    controller->resetMonitorUI();
+    EXPECT_EQ(controller->toolTip(), brand().name);
+}
+
+TEST_P(MonitorControllerTest, BackupNowQueuesOneImmediateRecordAndWritesTwo)
 {
     logIn();
     controller->backupNow();
@@ -98,45 +172,62 @@ TEST_F(MonitorControllerTest, BackupNowQueuesOneImmediateRecordAndWritesTwo)
     ASSERT_EQ(records.size(), 1);
     EXPECT_EQ(records.first().frequency(), 0);
     EXPECT_EQ(records.first().scheduleTime(), clock.now().addSecs(45));
-    EXPECT_EQ(records.first().corvaneUserName(), u"ann@example.com"_s);
     EXPECT_TRUE(records.first().displayDesktopNotification());
     EXPECT_EQ(SchedulerState::read(), u"2"_s);
     EXPECT_TRUE(controller->newSchedule().has_value());
-
-    // A second request while the state reads "2".
-    controller->backupNow();
-    EXPECT_EQ(alerts.lastMessage(), u"Immediate schedule has already been scheduled. Please try after it completes."_s);
-    EXPECT_EQ(ScheduleArchive::load().records.size(), 1);
 }
 
-TEST_F(MonitorControllerTest, BackupNowWithoutLoginOrBackupSetAsksToConfigure)
+TEST_P(MonitorControllerTest, BackupNowIsRefusedWhileAnythingIsPendingForTheEngine)
+{
+    logIn();
+    ScheduleArchive::save({dailyRecord(brand().user)}); // else the state file is dropped as stale
+    for (const char *state : {"2", "3", "5"}) {
+        SchedulerState::write(QString::fromLatin1(state));
+        controller->backupNow();
+        EXPECT_EQ(alerts.lastMessage(), u"Immediate schedule has already been scheduled. Please try after it completes."_s)
+            << state;
+        EXPECT_EQ(ScheduleArchive::load().records.size(), 1) << state;
+        EXPECT_EQ(SchedulerState::read(), QString::fromLatin1(state));
+    }
+}
+
+TEST_P(MonitorControllerTest, BackupNowWithoutLoginOrBackupSetAsksToConfigure)
 {
     controller->backupNow();
     EXPECT_EQ(alerts.lastMessage(), u"Please login to the Corvane and configure a backup set"_s);
-    logIn(u"ann@example.com"_s, false);
+    logIn(false);
     controller->backupNow();
     EXPECT_EQ(alerts.shown().size(), 2);
     EXPECT_TRUE(ScheduleArchive::load().records.isEmpty());
     EXPECT_EQ(SchedulerState::read(), u"0"_s);
 }
 
-TEST_F(MonitorControllerTest, BackupNowRefusesWhileTheSameUsersInteractiveBackupRuns)
+TEST_P(MonitorControllerTest, BackupNowWaitsOnlyForThisUsersInteractiveBackup)
 {
+    const QString refusal = u"Backup is in progress. Wait till it is complete to begin the backup on this machine."_s;
     logIn();
-    PropertyList::writeDictionary(FilePathAPIs::pathForApplicationFile(5), {{u"Interactive"_s, u"ann@example.com"_s}});
+    const QString status = FilePathAPIs::pathForApplicationFile(5);
+    PropertyList::writeDictionary(status, {{u"Interactive"_s, u"bob"_s}});
+    EXPECT_FALSE(controller->isBackupInProgress());
     controller->backupNow();
-    ASSERT_EQ(alerts.shown().size(), 1);
-    EXPECT_EQ(alerts.lastMessage(), u"Backup is in progress. Wait till it is complete to begin the backup on this machine."_s);
-    EXPECT_TRUE(alerts.shown().first().modal);
+    EXPECT_NE(alerts.lastMessage(), refusal) << "another user's backup does not block this one";
+    EXPECT_EQ(ScheduleArchive::load().records.size(), 1);
+
+    SchedulerState::write(u"0"_s);
+    ScheduleArchive::save({});
+    PropertyList::writeDictionary(status, {{u"Interactive"_s, brand().id == u"corvane"_s ? u"ann@example.com"_s : u"ann"_s}});
+    controller->backupNow();
+    EXPECT_EQ(alerts.lastMessage(), refusal);
+    EXPECT_TRUE(alerts.shown().last().modal);
     EXPECT_TRUE(ScheduleArchive::load().records.isEmpty());
     EXPECT_TRUE(controller->isBackupInProgress());
 }
 
-TEST_F(MonitorControllerTest, PauseAndResumeThrottleTheEngine)
+TEST_P(MonitorControllerTest, PauseAndResumeThrottleTheEngine)
 {
     logIn();
     QDir().mkpath(throttleFolder());
-    env.writeFile(u"/Library/Application Support/CorvaneforMac/ann@example.com/Throttle/Throttle.txt"_s, "512");
+    env.writeFile(brand().throttleFolder + u"/Throttle.txt"_s, "512");
     QAction *pause = controller->itemWithTag(9122013);
     pause->setText(u"PAUSE the scheduled job"_s); // the test is on the lower-cased title
     controller->pauseResume(pause);
@@ -150,10 +241,10 @@ TEST_F(MonitorControllerTest, PauseAndResumeThrottleTheEngine)
     EXPECT_EQ(pause->text(), u"Pause the scheduled job"_s);
     EXPECT_EQ(fileText(throttleFolder() + u"/Throttle.txt"_s), QByteArray("512"));
     EXPECT_EQ(fileText(throttleFolder() + u"/pause.txt"_s), QByteArray("0"));
-    EXPECT_EQ(controller->statusImage(), u"Portable_tray1"_s);
+    EXPECT_EQ(controller->statusImage(), brand().idleImage);
 }
 
-TEST_F(MonitorControllerTest, ResumeBeforeAnyPauseWritesAnEmptyValueAndOtherSendersDoNothing)
+TEST_P(MonitorControllerTest, ResumeBeforeAnyPauseWritesAnEmptyValueAndOtherSendersDoNothing)
 {
     logIn();
     QAction *pause = controller->itemWithTag(9122013);
@@ -169,7 +260,7 @@ TEST_F(MonitorControllerTest, ResumeBeforeAnyPauseWritesAnEmptyValueAndOtherSend
     EXPECT_EQ(fileText(throttleFolder() + u"/Throttle.txt"_s), QByteArray("<missing>"));
 }
 
-TEST_F(MonitorControllerTest, EnableAndDisableAllScheduledJobs)
+TEST_P(MonitorControllerTest, EnableAndDisableAllScheduledJobs)
 {
     QAction *all = controller->itemWithTag(9142013);
     ASSERT_EQ(all->text(), u"Disable all scheduled jobs"_s);
@@ -182,7 +273,7 @@ TEST_F(MonitorControllerTest, EnableAndDisableAllScheduledJobs)
     EXPECT_EQ(env.readFile(BrandPaths::schedulerStatus()), QByteArray("1"));
 }
 
-TEST_F(MonitorControllerTest, TheStopFromTheSubMenuAsksAndWritesExactlyThree)
+TEST_P(MonitorControllerTest, TheStopFromTheSubMenuAsksAndWritesExactlyThree)
 {
     alerts.answerWith({AlertPresenter::kAlternate});
     controller->cancelBackupFromSubmenu();
@@ -192,7 +283,7 @@ TEST_F(MonitorControllerTest, TheStopFromTheSubMenuAsksAndWritesExactlyThree)
     EXPECT_EQ(alerts.lastMessage(), u"Are you sure you wish to stop the scheduled backup operation?"_s);
 }
 
-TEST_F(MonitorControllerTest, ProgressNeedsARunningBackupOrRestore)
+TEST_P(MonitorControllerTest, ProgressNeedsARunningBackupOrRestore)
 {
     controller->showProgress();
     EXPECT_EQ(alerts.lastMessage(), u"No backup operation is in progress"_s);
@@ -201,26 +292,10 @@ TEST_F(MonitorControllerTest, ProgressNeedsARunningBackupOrRestore)
     EXPECT_EQ(env.readFile(FilePathAPIs::pathForApplicationFile(30)), QByteArray("1"));
 }
 
-TEST_F(MonitorControllerTest, RunningSchedulesEnableTheSubMenuAndNameTheNextStart)
-{
-    CorvaneScheduleItem daily(clock);
-    daily.setCorvaneUserName(u"ann@example.com"_s);
-    daily.setScheduleTime(QDateTime(QDate(2026, 11, 16), QTime(20, 0)));
-    ScheduleArchive::save({daily});
-    controller->refresh();
-    EXPECT_EQ(controller->toolTip(), u"Your next scheduled backup will start on Mon Nov 16 2026 08:00:00 PM"_s);
-
-    daily.setStatus(CorvaneScheduleItem::InProgress);
-    ScheduleArchive::save({daily});
-    controller->refresh();
-    EXPECT_TRUE(controller->itemWithTag(9122013)->isEnabled());
-    EXPECT_TRUE(controller->itemWithTag(9132013)->isEnabled());
-}
-
-TEST_F(MonitorControllerTest, ScheduleDetailsOpenOnceWhenTheFailCountAsks)
+TEST_P(MonitorControllerTest, ScheduleDetailsOpenOnceWhenTheFailCountAsks)
 {
     logIn();
-    const QString failCount = FilePathAPIs::pathForApplicationFile(31).replace(u"%@"_s, u"ann@example.com"_s);
+    const QString failCount = FilePathAPIs::pathForApplicationFile(31).replace(u"%@"_s, brand().user);
     PropertyList::writeDictionary(failCount, {{u"ViewScheduleDetails"_s, true}, {u"Count"_s, 3}});
     bool shown = false;
     QObject::connect(controller->scheduler(), &CorvaneSchedulerController::summaryWindowRequested, [&] { shown = true; });
@@ -230,31 +305,26 @@ TEST_F(MonitorControllerTest, ScheduleDetailsOpenOnceWhenTheFailCountAsks)
     EXPECT_EQ(PropertyList::readDictionary(failCount).value(u"Count"_s).toInt(), 3);
 }
 
-TEST_F(MonitorControllerTest, RunningProcessCountsAndTheLaunchItem)
+TEST_P(MonitorControllerTest, RunningProcessCountsAndTheLaunchItem)
 {
     // Nothing on this machine runs the web-management helper; the temporary files are removed.
     EXPECT_EQ(controller->isApplicationRunning(u"sleep"_s), 0);
     EXPECT_TRUE(QDir::temp().entryList({u"*_sl"_s, u"*_id_sl"_s}).isEmpty());
     controller->isApplicationLaunched();
     EXPECT_TRUE(controller->itemWithTag(CorvaneMonitorController::LaunchApplicationTag)->isEnabled());
-    controller->resetMonitorUI();
-    EXPECT_EQ(controller->toolTip(), u"Corvane Lumen"_s);
 }
 
-TEST_F(MonitorControllerTest, TheSummaryWindowsRunNowAcceptsAnEmptyBackupSetButNeedsOne)
+TEST_P(MonitorControllerTest, TheSummaryWindowsRunNowAcceptsAnEmptyBackupSetButNeedsOne)
 {
     CorvaneSchedulerController *scheduler = controller->scheduler();
     bool launchAsked = false;
     QObject::connect(scheduler, &CorvaneSchedulerController::applicationLaunchRequested, [&] { launchAsked = true; });
     EXPECT_FALSE(scheduler->scheduleImmeadiateBackup());
-    EXPECT_EQ(alerts.lastMessage(), u"Login to Corvane using the Corvane application atleast once"_s);
     EXPECT_TRUE(launchAsked);
 
-    logIn(u"ann@example.com"_s, false);
+    logIn(false);
     EXPECT_FALSE(scheduler->scheduleImmeadiateBackup());
-    EXPECT_EQ(alerts.lastMessage(), u"Login to Corvane for Mac to configure a backup set"_s);
-
-    const QString set = CorvaneSchedulerController::pathForApplicationFile(14).replace(u"%@"_s, u"ann@example.com"_s);
+    const QString set = CorvaneSchedulerController::pathForApplicationFile(14).replace(u"%@"_s, brand().user);
     PropertyList::write(set, QVariantList(), PropertyList::Format::Xml);
     EXPECT_FALSE(scheduler->backupNow()) << "the menu's backup-now wants at least one path";
     EXPECT_TRUE(scheduler->scheduleImmeadiateBackup()) << "this one only wants the file";
@@ -262,12 +332,82 @@ TEST_F(MonitorControllerTest, TheSummaryWindowsRunNowAcceptsAnEmptyBackupSetButN
     EXPECT_EQ(ScheduleArchive::load().records.size(), 1);
 }
 
-TEST_F(MonitorControllerTest, LaunchHelpAndTheApplicationByPathThenName)
+TEST_P(MonitorControllerTest, LaunchTheApplicationByPathThenByNameAndOpenHelp)
 {
     controller->launchApplication();
-    EXPECT_EQ(desktop.launched, (QStringList{u"/Applications/Corvane.app"_s, u"Corvane"_s}));
+    EXPECT_EQ(desktop.launched, QStringList{brand().execPath});
+    EXPECT_EQ(desktop.launchedByName, QStringList{brand().execName}) << "a name, not a path in the current folder";
     controller->onlineHelp();
-    EXPECT_EQ(desktop.opened.last(), QUrl(u"https://help.corvane.example"_s));
+    EXPECT_EQ(desktop.opened.last(), QUrl(brand().helpUrl));
+}
+
+TEST_P(MonitorControllerTest, MessagesOfTheCompanion)
+{
+    receive(u"Backing up: 10% done"_s, 2, true);
+    EXPECT_EQ(controller->toolTip(), u"Backing up: 10% done"_s);
+
+    // Operation state: only "Start" and "Terminate" count.
+    const struct { QString payload; bool fromCompanion; bool expected; } operations[] = {
+        {u"Start"_s, true, true}, {u"Stop"_s, true, true}, {u""_s, true, true}, {u"Terminate"_s, true, false},
+        {u"start"_s, true, false}, {u"Start"_s, false, true}, {u"Terminate"_s, false, false}};
+    for (const auto &op : operations) {
+        receive(op.payload, 4, op.fromCompanion);
+        EXPECT_EQ(controller->isOperationInProgress(), op.expected) << op.payload.toStdString();
+    }
+
+    // Command lines: only from the companion itself, only as text.
+    receive(u"touch /tmp/a"_s, 5, true);
+    receive(u"touch /tmp/b"_s, 6, true);
+    receive(u"touch /tmp/c"_s, 5, false);
+    receive(u"touch /tmp/d"_s, 6, false);
+    receive(QVariantMap{{u"x"_s, 1}}, 5, true);
+    EXPECT_EQ(desktop.commands, (QStringList{u"touch /tmp/a"_s, u"touch /tmp/b"_s}));
+}
+
+TEST_P(MonitorControllerTest, CommandLinesRunOffTheMainThreadWithinATimeLimit)
+{
+    QTemporaryDir scratch;
+    const QString pidFile = scratch.filePath(u"pid"_s), late = scratch.filePath(u"late"_s);
+    SystemDesktopServices system(300);
+    start(&system);
+    QElapsedTimer timer;
+    timer.start();
+    receive(u"echo $$ > '%1'; sleep 30; touch '%2'"_s.arg(pidFile, late), 5, true);
+    EXPECT_LT(timer.elapsed(), 1000) << "the user interface waited for the command";
+    ASSERT_TRUE(waitUntil([&] { return QFile(pidFile).size() > 0; }, 5000));
+    QFile file(pidFile);
+    ASSERT_TRUE(file.open(QIODevice::ReadOnly));
+    const pid_t shell = pid_t(file.readAll().trimmed().toInt());
+    EXPECT_TRUE(waitUntil([&] { return ::kill(shell, 0) != 0; }, 5000)) << "still running after the time limit";
+    EXPECT_FALSE(QFile::exists(late));
+    controller.reset();
+}
+
+TEST(SystemDesktop, AProgramLaunchedByNameIsNeverAFileInTheCurrentFolder)
+{
+    QTemporaryDir here, bin;
+    const auto script = [](const QString &path, const QString &marker) {
+        QFile file(path);
+        file.open(QIODevice::WriteOnly);
+        file.write(u"#!/bin/sh\ntouch '%1'\n"_s.arg(marker).toUtf8());
+        file.close();
+        file.setPermissions(QFile::ReadOwner | QFile::WriteOwner | QFile::ExeOwner);
+    };
+    script(here.filePath(u"LumenTestApp"_s), here.filePath(u"ran-from-current-folder"_s));
+    const QString previous = QDir::currentPath();
+    QDir::setCurrent(here.path());
+    SystemDesktopServices desktop;
+    EXPECT_FALSE(desktop.launchApplicationNamed(u"LumenTestApp"_s));
+    EXPECT_FALSE(desktop.launchApplication(u"LumenTestApp"_s)) << "a relative path names no product file";
+
+    script(bin.filePath(u"LumenTestApp"_s), here.filePath(u"ran-from-path"_s));
+    const QByteArray path = qgetenv("PATH");
+    qputenv("PATH", ".:" + bin.path().toUtf8() + ':' + path);
+    EXPECT_TRUE(desktop.launchApplicationNamed(u"LumenTestApp"_s));
+    EXPECT_TRUE(waitUntil([&] { return QFile::exists(here.filePath(u"ran-from-path"_s)); }, 5000));
+    EXPECT_FALSE(QFile::exists(here.filePath(u"ran-from-current-folder"_s)));
+    qputenv("PATH", path);
+    QDir::setCurrent(previous);
 }
 
 class UpdateCheckTest : public MonitorControllerTest
@@ -282,13 +422,13 @@ protected:
         ASSERT_TRUE(file.open(QIODevice::WriteOnly));
         file.write(PropertyList::toData(strings, PropertyList::Format::Xml));
         file.close();
-        StringTable::install(u"corvane"_s, resources.path());
+        StringTable::install(brand().id, resources.path());
     }
-    void TearDown() override { StringTable::install(u"corvane"_s); }
+    void TearDown() override { StringTable::install(brand().id); }
     QTemporaryDir resources;
 };
 
-TEST_F(UpdateCheckTest, YesOffersTheDownload)
+TEST_P(UpdateCheckTest, YesOffersTheDownload)
 {
     TestHttpServer server(false, {u"--update-reply"_s, u"Y 2.0"_s});
     ASSERT_TRUE(server.isRunning());
@@ -296,23 +436,23 @@ TEST_F(UpdateCheckTest, YesOffersTheDownload)
     alerts.answerWith({AlertPresenter::kDefault});
     controller->updateSoftware();
     ASSERT_EQ(alerts.shown().size(), 1);
-    EXPECT_EQ(alerts.lastMessage(), u"Do you want to upgrade to the latest version of Corvane Lumen?"_s);
-    EXPECT_EQ(alerts.shown().first().imageName, u"Corvane_Portable"_s);
+    EXPECT_EQ(alerts.lastMessage(), u"Do you want to upgrade to the latest version of %1?"_s.arg(brand().name));
+    EXPECT_EQ(alerts.shown().first().imageName, brand().name.section(u' ', 0, 0) + u"_Portable"_s);
     ASSERT_EQ(desktop.opened.size(), 1);
-    EXPECT_EQ(desktop.opened.first(), QUrl(u"https://www.corvane.example/downloads/lumen/CorvaneLumen.dmg"_s));
+    EXPECT_EQ(desktop.opened.first(), QUrl(brand().downloadUrl));
 
     alerts.answerWith({AlertPresenter::kAlternate});
     controller->updateSoftware();
     EXPECT_EQ(desktop.opened.size(), 1) << "No opens nothing";
 }
 
-TEST_F(UpdateCheckTest, NoSaysTheLatestIsInstalledAndOtherRepliesShowNothing)
+TEST_P(UpdateCheckTest, NoSaysTheLatestIsInstalledAndOtherRepliesShowNothing)
 {
     TestHttpServer no(false, {u"--update-reply"_s, u"N"_s});
     ASSERT_TRUE(no.isRunning());
     useUpdateService(no.url(QString()));
     controller->updateSoftware();
-    EXPECT_EQ(alerts.lastMessage(), u"The latest version of Corvane Lumen is already installed on your computer."_s);
+    EXPECT_EQ(alerts.lastMessage(), u"The latest version of %1 is already installed on your computer."_s.arg(brand().name));
 
     TestHttpServer other(false, {u"--update-reply"_s, u"maybe"_s});
     useUpdateService(other.url(QString()));
@@ -320,11 +460,30 @@ TEST_F(UpdateCheckTest, NoSaysTheLatestIsInstalledAndOtherRepliesShowNothing)
     EXPECT_EQ(alerts.shown().size(), 1);
 }
 
-TEST_F(UpdateCheckTest, ATransportErrorShowsNothing)
+TEST_P(UpdateCheckTest, ATransportErrorOrAStallShowsNothing)
 {
     useUpdateService(u"http://127.0.0.1:%1"_s.arg(freeLoopbackPort()));
     controller->updateSoftware();
     EXPECT_TRUE(alerts.shown().isEmpty());
+
+    // A "Y" cut short would still read as "Y": the stall must end as a failure.
+    TestHttpServer stalling(false, {u"--update-stall"_s});
+    ASSERT_TRUE(stalling.isRunning());
+    useUpdateService(stalling.url(QString()));
+    start(nullptr, 500);
+    QElapsedTimer timer;
+    timer.start();
+    controller->updateSoftware();
+    EXPECT_LT(timer.elapsed(), 5000);
+    EXPECT_TRUE(alerts.shown().isEmpty());
 }
+
+std::string brandName(const ::testing::TestParamInfo<Brand> &info)
+{
+    return info.param.id.toStdString();
+}
+
+INSTANTIATE_TEST_SUITE_P(Brands, MonitorControllerTest, ::testing::ValuesIn(kBrands), brandName);
+INSTANTIATE_TEST_SUITE_P(Brands, UpdateCheckTest, ::testing::ValuesIn(kBrands), brandName);
 
 } // namespace

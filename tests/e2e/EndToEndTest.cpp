@@ -34,6 +34,8 @@ class NoDesktop : public DesktopServices
 public:
     bool openUrl(const QUrl &) override { return false; }
     bool launchApplication(const QString &) override { return false; }
+    bool launchApplicationNamed(const QString &) override { return false; }
+    void runCommandLine(const QString &) override {}
 };
 
 // A child process of the product, on the test's root, home and bus.

@@ -7,6 +7,7 @@ Prints its port on the first line of standard output, then serves until killed.
   /cut?status=N N announcing 100,000 bytes, 12 sent, then the connection closed
   /stall        200 announcing 100,000 bytes, 12 sent, then nothing more for a minute
   /cgi-bin/check_version_upgrades_slwin_new.cgi   the --update-reply text, for a well-formed query
+                                                  (with --update-stall: as /stall)
 With --always-407 it plays a proxy that refuses every request with a Basic challenge and
 prints one line per attempt that carried credentials to standard error.
 """
@@ -17,6 +18,7 @@ import time
 import urllib.parse
 
 ALWAYS_407 = '--always-407' in sys.argv
+UPDATE_STALL = '--update-stall' in sys.argv
 UPDATE_REPLY = sys.argv[sys.argv.index('--update-reply') + 1].encode() if '--update-reply' in sys.argv else None
 
 
@@ -63,14 +65,14 @@ class Handler(http.server.BaseHTTPRequestHandler):
             query = urllib.parse.parse_qs(url.query)
             known = query.get('appln') in (['CorvaneLumenMac'], ['StelloaLumenMac']) and query.get('version')
             self.reply(200 if known else 400, UPDATE_REPLY if known else b'bad query')
-        elif url.path in ('/cut', '/stall'):
+        elif url.path in ('/cut', '/stall') or (UPDATE_STALL and url.path.startswith('/cgi-bin/')):
             status = int(urllib.parse.parse_qs(url.query).get('status', ['200'])[0])
             self.send_response(status)
             self.send_header('Content-Length', '100000')
             self.end_headers()
             self.wfile.write(b'first twelve')
             self.wfile.flush()
-            if url.path == '/stall':
+            if url.path != '/cut':
                 time.sleep(60)
             self.close_connection = True
         elif url.path == '/auth':

@@ -49,7 +49,7 @@ int list(const QStringList &arguments, QTextStream &out, QTextStream &err)
     }
     const ScheduleArchive::Contents contents = ScheduleArchive::load();
     if (contents.state == ScheduleArchive::State::Unreadable || contents.state == ScheduleArchive::State::Inaccessible) {
-        err << (contents.error.isEmpty() ? u"The schedules archive could not be read."_s : contents.error) << u'\n';
+        err << u"The schedules archive cannot be read: "_s << contents.error << u'\n';
         return 1;
     }
     if (parser.isSet(u"json"_s)) {

@@ -294,29 +294,31 @@ TEST_F(Commands, SchedulesAddRefusesWithoutLoginAndSaysWhenNothingWasSaved)
         std::function<void()> arrange;
         const char *says; // in the error output
         bool needsNonRoot;
+        bool listRefuses; // `schedules list` cannot read the archive either
     };
     const QList<Case> cases {
-        {"a folder where the archive belongs", [&] { QDir().mkpath(archive); }, "read", false},
+        {"a folder where the archive belongs", [&] { QDir().mkpath(archive); }, "read", false,
+         true},
         {"a path through a regular file",
          [&] {
              QDir(folder).removeRecursively();
              QFile file(folder);
              file.open(QIODevice::WriteOnly);
          },
-         "", false},
+         "", false, false},
         {"an archive nobody may read",
          [&] {
              QDir().mkpath(folder);
              ScheduleArchive::save({});
              QFile::setPermissions(archive, {});
          },
-         "read", true},
+         "read", true, true},
         {"a folder nobody may write",
          [&] {
              QDir().mkpath(folder);
              QFile::setPermissions(folder, QFile::ReadOwner | QFile::ExeOwner);
          },
-         "", true},
+         "", true, false},
     };
     for (const Case &c : cases) {
         SCOPED_TRACE(c.name);
@@ -330,6 +332,12 @@ TEST_F(Commands, SchedulesAddRefusesWithoutLoginAndSaysWhenNothingWasSaved)
         EXPECT_FALSE(run.errorOutput.trimmed().isEmpty());
         EXPECT_TRUE(run.errorOutput.contains(c.says)) << run.errorOutput.toStdString();
         EXPECT_FALSE(run.errorOutput.contains("No such file")) << "it is there, not missing";
+        if (c.listRefuses) {
+            const ProcessResult list = lumenctl({u"schedules"_s, u"list"_s});
+            EXPECT_EQ(list.exitCode, 1) << "an archive that cannot be read is not an empty one";
+            EXPECT_TRUE(list.errorOutput.contains("cannot be read"))
+                << list.errorOutput.toStdString();
+        }
         QFile::setPermissions(folder, QFile::ReadOwner | QFile::WriteOwner | QFile::ExeOwner);
         QFile::remove(folder);
         QDir(folder).removeRecursively();

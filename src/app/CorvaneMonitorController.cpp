@@ -253,9 +253,10 @@ void CorvaneMonitorController::backupNow()
 void CorvaneMonitorController::displayWindowWithAlertMsg(const QString &message)
 {
     const bool a = corvane();
-    m_services.alerts->displayMessage(message, a ? u"Corvane Lumen"_s : u"Stelloa Lumen"_s,
-                                      {SLLocalizedString(u"OK"_s), QString(), QString()}, false,
-                                      a ? u"Corvane_Portable"_s : u"Stelloa_Portable"_s);
+    // One in-progress window, refilled on each click rather than stacked.
+    m_services.alerts->displayInWindow(u"in-progress"_s, message, a ? u"Corvane Lumen"_s : u"Stelloa Lumen"_s,
+                                       {SLLocalizedString(u"OK"_s), QString(), QString()},
+                                       a ? u"Corvane_Portable"_s : u"Stelloa_Portable"_s);
 }
 
 bool CorvaneMonitorController::isBackupInProgress() const

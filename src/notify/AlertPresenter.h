@@ -30,4 +30,12 @@ public:
     virtual int displayMessage(const QString &message, const QString &title, const AlertButtons &buttons,
                                bool modal, const QString &imageName = QString(),
                                AlertDelegate *delegate = nullptr) = 0;
+    // A non-modal message in the one window of that name, reused (and refilled) while it is
+    // open, so that asking again does not stack windows. By default an ordinary non-modal pane.
+    virtual void displayInWindow(const QString &windowName, const QString &message, const QString &title,
+                                 const AlertButtons &buttons, const QString &imageName)
+    {
+        Q_UNUSED(windowName);
+        displayMessage(message, title, buttons, false, imageName);
+    }
 };

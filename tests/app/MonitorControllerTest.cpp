@@ -1,5 +1,6 @@
 #include "app/CorvaneMonitorController.h"
 #include "app/DesktopServices.h"
+#include "notify/views/AlertPaneWindowController.h"
 #include "product/FilePathAPIs.h"
 #include "product/StringTable.h"
 #include "platform/PropertyList.h"
@@ -339,6 +340,22 @@ TEST_P(MonitorControllerTest, LaunchTheApplicationByPathThenByNameAndOpenHelp)
     EXPECT_EQ(desktop.launchedByName, QStringList{brand().execName}) << "a name, not a path in the current folder";
     controller->onlineHelp();
     EXPECT_EQ(desktop.opened.last(), QUrl(brand().helpUrl));
+}
+
+TEST_P(MonitorControllerTest, TheInProgressMessageReusesItsOneWindow)
+{
+    AlertPanePresenter panes(brand().id == u"corvane"_s);
+    MonitorServices services{&clock, &panes, &desktop, &network, false};
+    CorvaneMonitorController withPanes(services);
+    withPanes.awakeFromNib();
+    withPanes.showProgress(); // "No backup operation is in progress"
+    AlertPaneWindowController *window = AlertPaneWindowController::current();
+    ASSERT_NE(window, nullptr);
+    for (int click = 0; click < 3; ++click)
+        withPanes.backupNow(); // "Please login ..."
+    EXPECT_EQ(AlertPaneWindowController::current(), window) << "a new window per click";
+    EXPECT_EQ(window->windowTitle(), brand().name);
+    window->close();
 }
 
 TEST_P(MonitorControllerTest, MessagesOfTheCompanion)

@@ -5,6 +5,7 @@
 #include "support/TestEnvironment.h"
 
 #include <QApplication>
+#include <QLabel>
 #include <QMouseEvent>
 #include <QPropertyAnimation>
 #include <QPushButton>
@@ -75,24 +76,61 @@ TEST_F(AlertPaneTest, LongerMessagesGrowEighteenPointsALineAndButtonsHalfAsMuchA
     pane.hide();
 }
 
+TEST_F(AlertPaneTest, TheMessageFieldHolds70CharactersALineAndTwoLinesAreNeverClipped)
+{
+    const QString sentence = u"Immediate schedule has already been scheduled. Please try after it completes. "
+                             "Your next scheduled backup will start on Monday."_s;
+    const QString messages[] = {sentence.left(140), QString(140, u'x'), (QString(9, u'm') + u' ').repeated(14),
+                                (QString(9, u'W') + u' ').repeated(14), QString(70, u'x') + u'\n' + QString(70, u'x')};
+    for (const QString &message : messages) {
+        AlertPaneWindowController pane({u"OK"_s, QString(), QString()});
+        pane.displayMessage(message, u"Title"_s, false);
+        const QLabel *field = pane.findChild<QLabel *>(u"mMessageString"_s);
+        ASSERT_NE(field, nullptr);
+        EXPECT_GE(field->width(), field->fontMetrics().horizontalAdvance(QString(70, u'n'))) << message.toStdString();
+        EXPECT_GE(field->height(), field->heightForWidth(field->width())) << "clipped: " << message.toStdString();
+        const QRect button(pane.button(AlertPresenter::kDefault)->mapTo(&pane, QPoint(0, 0)),
+                           pane.button(AlertPresenter::kDefault)->size());
+        EXPECT_GT(button.top(), field->geometry().bottom()) << message.toStdString();
+        EXPECT_TRUE(pane.rect().contains(field->geometry()));
+        EXPECT_TRUE(pane.rect().contains(button));
+        pane.hide();
+    }
+}
+
 TEST_F(AlertPaneTest, ButtonsWithoutTitleAreHiddenAndLongTitlesSizeToFit)
 {
     AlertPaneWindowController single({u"OK"_s, QString(), QString()});
     EXPECT_FALSE(single.button(AlertPresenter::kAlternate)->isVisibleTo(&single));
     EXPECT_FALSE(single.button(AlertPresenter::kOther)->isVisibleTo(&single));
 
-    AlertPaneWindowController plain(kThree);
     AlertPaneWindowController wide({u"Proceed with the stop"_s, u"Cancel"_s, QString()});
-    QPushButton *plainOk = plain.button(AlertPresenter::kDefault);
     QPushButton *wideOk = wide.button(AlertPresenter::kDefault);
-    EXPECT_EQ(wideOk->geometry().right(), plainOk->geometry().right()) << "the default keeps its right edge";
-    EXPECT_GT(wideOk->width(), plainOk->width());
     EXPECT_GE(wideOk->width(), wideOk->sizeHint().width());
-    const int growth = wideOk->width() - plainOk->width();
-    EXPECT_LE(wide.button(AlertPresenter::kAlternate)->geometry().right(),
-              plain.button(AlertPresenter::kAlternate)->geometry().right() - growth)
-        << "the row stays aligned";
     EXPECT_LT(wide.button(AlertPresenter::kAlternate)->geometry().right(), wideOk->geometry().left());
+}
+
+TEST_F(AlertPaneTest, ALongDefaultTitleShiftsTheOtherButtonsLeft)
+{
+    AlertPaneWindowController plain(kThree);
+    AlertPaneWindowController wide({u"Proceed with the stop"_s, u"Cancel"_s, u"More"_s});
+    // Distances from the pane's right edge: the pane may widen to keep every button inside.
+    const auto fromRight = [](const AlertPaneWindowController &pane, int result) {
+        const QPushButton *button = pane.button(result);
+        return pane.width() - button->mapTo(&pane, QPoint(0, 0)).x();
+    };
+    const int growth = wide.button(AlertPresenter::kDefault)->width() - plain.button(AlertPresenter::kDefault)->width();
+    ASSERT_GT(growth, 0);
+    EXPECT_EQ(fromRight(wide, AlertPresenter::kDefault), fromRight(plain, AlertPresenter::kDefault) + growth);
+    for (const int result : {AlertPresenter::kAlternate, AlertPresenter::kOther})
+        EXPECT_EQ(fromRight(wide, result), fromRight(plain, result) + growth) << result;
+    QRect previous;
+    for (const int result : {AlertPresenter::kOther, AlertPresenter::kAlternate, AlertPresenter::kDefault}) {
+        const QRect frame(wide.button(result)->mapTo(&wide, QPoint(0, 0)), wide.button(result)->size());
+        EXPECT_TRUE(wide.rect().contains(frame)) << result;
+        EXPECT_FALSE(frame.intersects(previous)) << result;
+        previous = frame;
+    }
 }
 
 TEST_F(AlertPaneTest, ASecondPaneHidesTheFirst)
@@ -131,11 +169,46 @@ TEST_F(AlertPaneTest, ModalPanesReturnTheButtonPressed)
     }
 }
 
-TEST_F(AlertPaneTest, ThePresenterShowsEachMessageInANewPane)
+int livePanes()
+{
+    QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
+    int count = 0;
+    for (QWidget *widget : QApplication::topLevelWidgets())
+        count += qobject_cast<AlertPaneWindowController *>(widget) != nullptr;
+    return count;
+}
+
+TEST_F(AlertPaneTest, ThePresenterShowsEachMessageInANewPaneAndKeepsNoHiddenOnes)
 {
     AlertPanePresenter presenter(true);
     QTimer::singleShot(0, [] { AlertPaneWindowController::current()->button(AlertPresenter::kOther)->click(); });
     EXPECT_EQ(presenter.displayMessage(u"m"_s, u"t"_s, kThree, true), AlertPresenter::kOther);
+    EXPECT_EQ(livePanes(), 0);
+
+    for (int i = 0; i < 101; ++i)
+        presenter.displayMessage(u"alert %1"_s.arg(i), u"t"_s, kThree, false);
+    EXPECT_EQ(livePanes(), 1) << "each new pane puts the previous one away for good";
+    Clicks clicks;
+    presenter.displayMessage(u"last"_s, u"t"_s, kThree, false, {}, &clicks);
+    AlertPaneWindowController::current()->button(AlertPresenter::kAlternate)->click();
+    EXPECT_EQ(clicks.results, QList<int>{AlertPresenter::kAlternate});
+    EXPECT_EQ(livePanes(), 0);
+}
+
+TEST_F(AlertPaneTest, ANamedWindowIsReusedAndResizedForEachMessage)
+{
+    AlertPanePresenter presenter(false);
+    presenter.displayInWindow(u"in-progress"_s, QString(400, u'x'), u"t"_s, {u"OK"_s, QString(), QString()}, {});
+    AlertPaneWindowController *pane = AlertPaneWindowController::current();
+    const int grown = pane->height();
+    for (int i = 0; i < 3; ++i)
+        presenter.displayInWindow(u"in-progress"_s, u"short %1"_s.arg(i), u"t"_s, {u"OK"_s, QString(), QString()}, {});
+    EXPECT_EQ(AlertPaneWindowController::current(), pane);
+    EXPECT_EQ(livePanes(), 1);
+    EXPECT_LT(pane->height(), grown) << "back to the designed size";
+    EXPECT_EQ(pane->findChild<QLabel *>(u"mMessageString"_s)->text(), u"short 2"_s);
+    pane->button(AlertPresenter::kDefault)->click();
+    EXPECT_EQ(livePanes(), 0);
 }
 
 TEST(FakeAlerts, RecordWhatWasShownAndAnswerFromTheScript)

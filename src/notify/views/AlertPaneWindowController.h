@@ -3,6 +3,7 @@
 #include "notify/AlertPresenter.h"
 
 #include <QDialog>
+#include <QHash>
 #include <QPointer>
 
 #include <memory>
@@ -13,7 +14,9 @@ class AlertPanel;
 class QPushButton;
 
 // The program's own message box: up to three buttons, a title, and a message whose pane grows
-// with the text. Only one pane is current at a time; a new one hides the previous.
+// with the text. The message field holds 70 characters a line in its font. Only one pane is
+// current at a time; a new one hides the previous. A pane that deletes itself on close (the
+// presenter's non-modal panes) is deleted as soon as it is hidden, so none are kept.
 class AlertPaneWindowController : public QDialog
 {
     Q_OBJECT
@@ -37,18 +40,28 @@ public:
     QPushButton *button(int result) const;
     QRect messageGeometry() const;
 
+protected:
+    void hideEvent(QHideEvent *event) override;
+
 private:
-    void buttonClicked(int result);
+    void makeCurrent();
+    void fitMessageFieldToFont();
     void sizeButtonsToTitles();
+    void growBy(int points, int buttonPoints);
+    void buttonClicked(int result);
 
     std::unique_ptr<Ui::AlertPanel> m_ui;
     AlertDelegate *m_delegate;
     int m_result = 0;
     bool m_isModal = false;
     QString m_imageName;
+    // The layout every message starts from.
+    QSize m_designedSize;
+    QRect m_designedMessage;
+    QPoint m_designedButtonView;
 };
 
-// Shows each message in a new pane.
+// Shows each message in a new pane, except the named windows, which are reused while open.
 class AlertPanePresenter : public AlertPresenter
 {
 public:
@@ -56,7 +69,10 @@ public:
     int displayMessage(const QString &message, const QString &title, const AlertButtons &buttons,
                        bool modal, const QString &imageName = QString(),
                        AlertDelegate *delegate = nullptr) override;
+    void displayInWindow(const QString &windowName, const QString &message, const QString &title,
+                         const AlertButtons &buttons, const QString &imageName) override;
 
 private:
     bool m_corvane;
+    QHash<QString, QPointer<AlertPaneWindowController>> m_windows;
 };

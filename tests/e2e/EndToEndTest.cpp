@@ -2,8 +2,10 @@
 #include "app/DesktopServices.h"
 #include "product/FilePathAPIs.h"
 #include "app/MonitorScripting.h"
+#include "ipc/MessageSendingModule.h"
 #include "platform/Clock.h"
 #include "platform/PropertyList.h"
+#include "platform/SystemInfo.h"
 #include "scheduler/CorvaneSchedulerController.h"
 #include "scheduler/ScheduleArchive.h"
 #include "scheduler/SchedulerState.h"
@@ -13,7 +15,9 @@
 #include <QDBusConnection>
 #include <QDBusConnectionInterface>
 #include <QDBusMessage>
+#include <QDBusPendingCall>
 #include <QDir>
+#include <QElapsedTimer>
 #include <QJsonDocument>
 #include <QJsonObject>
 #include <QNetworkAccessManager>
@@ -162,6 +166,38 @@ TEST_F(EndToEndTest, BackupNowChosenInTheRunningMonitorRunsThroughTheEngine)
     EXPECT_TRUE(waitUntil([&] { return ScheduleArchive::load().records.isEmpty(); }, 15000));
     EXPECT_TRUE(waitUntil([&] { return monitorToolTip() == "You have no scheduled jobs"_L1; }, 5000))
         << monitorToolTip().toStdString();
+}
+
+TEST_F(EndToEndTest, AfterAHugeBacklogTheMonitorStillListensAndSigtermEndsItAtOnce)
+{
+    Child monitor(QStringLiteral(MONITOR_PATH), {}, env, runtime.path());
+    const QString channel = MessageSendingModule::busNameForChannel(
+        u"CorvanePortableMA"_s + SystemInfo::machineID() + SystemInfo::loginName());
+    QDBusConnection bus = QDBusConnection::sessionBus();
+    ASSERT_TRUE(waitUntil([&] { return bus.interface()->isServiceRegistered(channel).value()
+                                       && bus.interface()->isServiceRegistered(MonitorScripting::serviceName(u"corvane"_s)).value(); }))
+        << "the monitor did not come up";
+    const auto call = [&](const QByteArray &payload, const QString &type) {
+        QDBusMessage message = QDBusMessage::createMethodCall(
+            channel, QString::fromLatin1(MessageSendingModule::kObjectPath),
+            QString::fromLatin1(MessageSendingModule::kInterface), QString::fromLatin1(MessageSendingModule::kMethod));
+        message << payload << type << u"CorvanePortableAM"_s << u"CorvanePortableMA"_s;
+        return bus.asyncCall(message, 30000);
+    };
+    const QByteArray huge = PropertyList::toData(QString(34 * 1024 * 1024, u'x'), PropertyList::Format::Binary);
+    QList<QDBusPendingCall> backlog{call(huge, u"2"_s), call(huge, u"2"_s), call(huge, u"2"_s)};
+    for (QDBusPendingCall &pending : backlog)
+        pending.waitForFinished();
+    QDBusPendingCall small = call(PropertyList::toData(u"still listening"_s, PropertyList::Format::Binary), u"2"_s);
+    small.waitForFinished();
+    EXPECT_FALSE(small.isError());
+    EXPECT_TRUE(waitUntil([] { return monitorToolTip() == "still listening"_L1; }, 5000)) << monitorToolTip().toStdString();
+
+    QElapsedTimer timer;
+    timer.start();
+    monitor.process().terminate();
+    EXPECT_TRUE(monitor.process().waitForFinished(3000));
+    EXPECT_LT(timer.elapsed(), 1000) << "SIGTERM took too long";
 }
 
 TEST_F(EndToEndTest, TheMonitorGreetsItsCompanionAnswersAGreetingAndRunsOnce)

@@ -25,17 +25,15 @@ using namespace Qt::StringLiterals;
 
 namespace {
 
-class FixedClock : public Clock
-{
+class FixedClock : public Clock {
 public:
     QDateTime now() const override { return QDateTime(QDate(2026, 11, 16), QTime(10, 0)); }
 };
 
-class SilentAlerts : public AlertPresenter
-{
+class SilentAlerts : public AlertPresenter {
 public:
-    int displayMessage(const QString &, const QString &, const AlertButtons &, bool, const QString &,
-                       AlertDelegate *delegate) override
+    int displayMessage(const QString &, const QString &, const AlertButtons &, bool,
+                       const QString &, AlertDelegate *delegate) override
     {
         if (delegate)
             delegate->didClickButton(kDefault);
@@ -44,17 +42,15 @@ public:
 };
 
 // Records nothing and starts nothing: a command line from a payload must never run here.
-class InertDesktop : public DesktopServices
-{
+class InertDesktop : public DesktopServices {
 public:
     bool openUrl(const QUrl &) override { return false; }
     bool launchApplication(const QString &) override { return false; }
     bool launchApplicationNamed(const QString &) override { return false; }
-    void runCommandLine(const QString &) override {}
+    void runCommandLine(const QString &) override { }
 };
 
-struct Monitor
-{
+struct Monitor {
     FixedClock clock;
     SilentAlerts alerts;
     InertDesktop desktop;
@@ -79,8 +75,8 @@ extern "C" int LLVMFuzzerInitialize(int *, char ***)
     StringTable::install(u"corvane"_s);
     QLoggingCategory::setFilterRules(u"*=false"_s);
     g_monitor = new Monitor;
-    g_monitor->controller = std::make_unique<CorvaneMonitorController>(
-        MonitorServices{&g_monitor->clock, &g_monitor->alerts, &g_monitor->desktop, &g_monitor->network, false});
+    g_monitor->controller = std::make_unique<CorvaneMonitorController>(MonitorServices {
+        &g_monitor->clock, &g_monitor->alerts, &g_monitor->desktop, &g_monitor->network, false});
     g_monitor->controller->awakeFromNib();
     return 0;
 }
@@ -89,12 +85,13 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size)
 {
     if (size == 0)
         return 0;
-    const QVariant payload
-        = PropertyList::fromData(QByteArray(reinterpret_cast<const char *>(data) + 1, qsizetype(size - 1)));
+    const QVariant payload = PropertyList::fromData(
+        QByteArray(reinterpret_cast<const char *>(data) + 1, qsizetype(size - 1)));
     if (!payload.isValid())
         return 0; // the listening end drops it
     IncomingMessage message;
-    message.message = {payload, QString::number(data[0] & 0x0F), u"CorvanePortableAM"_s, u"CorvanePortableMA"_s};
+    message.message = {payload, QString::number(data[0] & 0x0F), u"CorvanePortableAM"_s,
+                       u"CorvanePortableMA"_s};
     message.senderUniqueName = u":1.7"_s;
     message.fromRemoteEnd = (data[0] & 0x80) != 0;
     g_monitor->controller->didReceiveIPCMessage(message);

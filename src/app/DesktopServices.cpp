@@ -90,8 +90,9 @@ void SystemDesktopServices::runToTheEnd(const QString &commandLine)
     while (!process.waitForFinished(kPollMs)) {
         if (!m_closing && !deadline.hasExpired())
             continue;
-        SLLogger::logMonitorTrace((m_closing ? u"Command line ended as the monitor quits: "_s
-                                             : u"Command line ended after %1 ms: "_s.arg(m_timeLimitMs))
+        SLLogger::logMonitorTrace((m_closing
+                                       ? u"Command line ended as the monitor quits: "_s
+                                       : u"Command line ended after %1 ms: "_s.arg(m_timeLimitMs))
                                   + commandLine);
         ::kill(-pid_t(process.processId()), SIGKILL);
         process.waitForFinished();

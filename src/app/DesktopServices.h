@@ -8,8 +8,7 @@
 #include <atomic>
 
 // Opening web pages, starting programs and running command lines, as the desktop does it.
-class DesktopServices
-{
+class DesktopServices {
 public:
     virtual ~DesktopServices() = default;
     virtual bool openUrl(const QUrl &url) = 0;
@@ -25,8 +24,7 @@ public:
 
 // The system's own: QDesktopServices for pages and files, detached processes for programs, a
 // small pool of threads for command lines.
-class SystemDesktopServices : public DesktopServices
-{
+class SystemDesktopServices : public DesktopServices {
 public:
     static constexpr int kCommandTimeLimitMs = 60 * 1000;
 
@@ -43,6 +41,6 @@ private:
     void runToTheEnd(const QString &commandLine);
 
     const int m_timeLimitMs;
-    std::atomic<bool> m_closing{false};
+    std::atomic<bool> m_closing {false};
     QThreadPool m_commands;
 };

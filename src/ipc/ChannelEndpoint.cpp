@@ -33,14 +33,16 @@ MessageSendingModuleDelegate *ChannelEndpoint::delegate() const
 void ChannelEndpoint::setRemoteBusName(const QString &name)
 {
     const QDBusConnection bus(m_connectionName);
-    m_ownerWatcher = std::make_unique<QDBusServiceWatcher>(name, bus, QDBusServiceWatcher::WatchForOwnerChange);
+    m_ownerWatcher = std::make_unique<QDBusServiceWatcher>(
+        name, bus, QDBusServiceWatcher::WatchForOwnerChange);
     m_ownerWatcher->moveToThread(thread());
     connect(m_ownerWatcher.get(), &QDBusServiceWatcher::serviceOwnerChanged, this,
             [this](const QString &, const QString &, const QString &owner) { setOwner(owner); });
     // The answer and every later change arrive in the order the bus sent them, before any call
     // the new owner makes.
-    QDBusMessage ask = QDBusMessage::createMethodCall(u"org.freedesktop.DBus"_s, u"/org/freedesktop/DBus"_s,
-                                                      u"org.freedesktop.DBus"_s, u"GetNameOwner"_s);
+    QDBusMessage ask
+        = QDBusMessage::createMethodCall(u"org.freedesktop.DBus"_s, u"/org/freedesktop/DBus"_s,
+                                         u"org.freedesktop.DBus"_s, u"GetNameOwner"_s);
     ask << name;
     if (!bus.callWithCallback(ask, this, SLOT(ownerFound(QString)), SLOT(ownerNotFound(QDBusError)),
                               MessageSendingModule::kTimeoutMs))
@@ -81,29 +83,35 @@ QString ChannelEndpoint::introspect(const QString &) const
 
 bool ChannelEndpoint::handleMessage(const QDBusMessage &message, const QDBusConnection &connection)
 {
-    const bool wellFormed = message.interface() == QLatin1StringView(MessageSendingModule::kInterface)
-                            && message.member() == QLatin1StringView(MessageSendingModule::kMethod)
-                            && message.signature() == "aysss"_L1;
+    const bool wellFormed
+        = message.interface() == QLatin1StringView(MessageSendingModule::kInterface)
+        && message.member() == QLatin1StringView(MessageSendingModule::kMethod)
+        && message.signature() == "aysss"_L1;
     if (!wellFormed) {
-        connection.send(message.createErrorReply(QDBusError::UnknownMethod,
-                                                 u"Expected DidReceiveDataFromOtherProcess(aysss)"_s));
+        connection.send(message.createErrorReply(
+            QDBusError::UnknownMethod, u"Expected DidReceiveDataFromOtherProcess(aysss)"_s));
         return true;
     }
     const QList<QVariant> args = message.arguments();
     const QByteArray payload = args.at(0).toByteArray();
     QString refusal;
     if (payload.size() > kMaxPayloadBytes)
-        refusal = u"a payload of %1 bytes is over the bound of %2"_s.arg(payload.size()).arg(kMaxPayloadBytes);
+        refusal = u"a payload of %1 bytes is over the bound of %2"_s.arg(payload.size())
+                      .arg(kMaxPayloadBytes);
     else if (m_backlogBytes.fetch_add(payload.size()) + payload.size() > kMaxBacklogBytes)
-        refusal = u"%1 bytes are already waiting"_s.arg(m_backlogBytes.fetch_sub(payload.size()) - payload.size());
+        refusal = u"%1 bytes are already waiting"_s.arg(m_backlogBytes.fetch_sub(payload.size())
+                                                        - payload.size());
     if (!refusal.isEmpty()) {
-        qCWarning(lcPlatform).noquote() << u"Channel message from %1 refused: %2"_s.arg(message.service(), refusal);
+        qCWarning(lcPlatform).noquote()
+            << u"Channel message from %1 refused: %2"_s.arg(message.service(), refusal);
         connection.send(message.createErrorReply(QDBusError::LimitsExceeded, refusal));
         return true;
     }
     connection.send(message.createReply());
-    Arrival arrival{payload, args.at(1).toString(), args.at(2).toString(), args.at(3).toString(), message.service()};
-    QMetaObject::invokeMethod(this, [this, arrival] { arrive(arrival); }, Qt::QueuedConnection);
+    Arrival arrival {payload, args.at(1).toString(), args.at(2).toString(), args.at(3).toString(),
+                     message.service()};
+    QMetaObject::invokeMethod(
+        this, [this, arrival] { arrive(arrival); }, Qt::QueuedConnection);
     return true;
 }
 
@@ -124,8 +132,8 @@ void ChannelEndpoint::deliver(const Arrival &arrival)
     const QVariant payload = PropertyList::fromData(arrival.payload);
     if (!payload.isValid()) {
         qCWarning(lcPlatform).noquote()
-            << u"Channel message of type %1 from %2 dropped: its payload is not a property list"_s.arg(
-                   arrival.type, arrival.senderUniqueName);
+            << u"Channel message of type %1 from %2 dropped: its payload is not a property list"_s
+                   .arg(arrival.type, arrival.senderUniqueName);
         return;
     }
     IncomingMessage incoming;

@@ -19,8 +19,7 @@ class QDBusServiceWatcher;
 // the remote name is followed through the bus's own announcements, and a bus message is never
 // kept (the bus library must only ever see its messages released on its dispatch thread, or it
 // stops reading once a large backlog has been held).
-class ChannelEndpoint : public QDBusVirtualObject
-{
+class ChannelEndpoint : public QDBusVirtualObject {
     Q_OBJECT
 public:
     // Far above anything the companion sends; larger payloads are refused unread.
@@ -40,8 +39,7 @@ public:
     QString introspect(const QString &path) const override;
     bool handleMessage(const QDBusMessage &message, const QDBusConnection &connection) override;
 
-    struct Arrival
-    {
+    struct Arrival {
         QByteArray payload;
         QString type, sender, receiver, senderUniqueName;
     };
@@ -58,7 +56,7 @@ private:
     const QString m_connectionName;
     mutable QMutex m_lock;
     MessageSendingModuleDelegate *m_delegate = nullptr;
-    std::atomic<qsizetype> m_backlogBytes{0};
+    std::atomic<qsizetype> m_backlogBytes {0};
     std::unique_ptr<QDBusServiceWatcher> m_ownerWatcher;
     // Listening thread only.
     QString m_remoteOwner;

@@ -97,25 +97,29 @@ constexpr int kShutdownFlushMs = 300;
 
 QString nextConnectionName()
 {
-    static std::atomic<int> counter{0};
+    static std::atomic<int> counter {0};
     return u"lumen-channel-%1"_s.arg(++counter);
 }
 
 QDBusMessage nameOwnerQuery(const QString &busName)
 {
-    QDBusMessage ask = QDBusMessage::createMethodCall(u"org.freedesktop.DBus"_s, u"/org/freedesktop/DBus"_s,
-                                                      u"org.freedesktop.DBus"_s, u"GetNameOwner"_s);
+    QDBusMessage ask
+        = QDBusMessage::createMethodCall(u"org.freedesktop.DBus"_s, u"/org/freedesktop/DBus"_s,
+                                         u"org.freedesktop.DBus"_s, u"GetNameOwner"_s);
     ask << busName;
     return ask;
 }
 
-QDBusMessage channelCall(const QString &owner, const QByteArray &payload, const QVariantList &message)
+QDBusMessage channelCall(const QString &owner, const QByteArray &payload,
+                         const QVariantList &message)
 {
-    QDBusMessage call = QDBusMessage::createMethodCall(owner, QString::fromLatin1(MessageSendingModule::kObjectPath),
-                                                       QString::fromLatin1(MessageSendingModule::kInterface),
-                                                       QString::fromLatin1(MessageSendingModule::kMethod));
+    QDBusMessage call = QDBusMessage::createMethodCall(
+        owner, QString::fromLatin1(MessageSendingModule::kObjectPath),
+        QString::fromLatin1(MessageSendingModule::kInterface),
+        QString::fromLatin1(MessageSendingModule::kMethod));
     call.setAutoStartService(false);
-    call << payload << message.at(1).toString() << message.at(2).toString() << message.at(3).toString();
+    call << payload << message.at(1).toString() << message.at(2).toString()
+         << message.at(3).toString();
     return call;
 }
 
@@ -123,10 +127,12 @@ QDBusMessage channelCall(const QString &owner, const QByteArray &payload, const 
 
 // Sends queued messages from the sending thread, never waiting there for an answer: the peer's
 // owner is looked up and each call made asynchronously, in the order the messages were queued.
-class MessageSendingModule::Sender : public QObject
-{
+class MessageSendingModule::Sender : public QObject {
 public:
-    explicit Sender(MessageSendingModule *module) : m_module(module) {}
+    explicit Sender(MessageSendingModule *module)
+        : m_module(module)
+    {
+    }
 
     // `message` holds the encoded payload in place of the payload.
     void dispatch(const QVariantList &message)
@@ -174,8 +180,8 @@ private:
     {
         ++m_inFlight;
         const QString owner = m_owner;
-        const QDBusPendingCall pending
-            = m_module->bus().asyncCall(channelCall(owner, message.at(0).toByteArray(), message), kTimeoutMs);
+        const QDBusPendingCall pending = m_module->bus().asyncCall(
+            channelCall(owner, message.at(0).toByteArray(), message), kTimeoutMs);
         auto *watcher = new QDBusPendingCallWatcher(pending, this);
         connect(watcher, &QDBusPendingCallWatcher::finished, this, [this, watcher, owner] {
             watcher->deleteLater();
@@ -267,7 +273,8 @@ bool MessageSendingModule::listenForRequests()
     }
     const QString name = busNameForChannel(m_localName);
     if (!bus.registerService(name)) {
-        qCWarning(lcPlatform) << "channel name" << name << "not taken:" << bus.lastError().message();
+        qCWarning(lcPlatform) << "channel name" << name
+                              << "not taken:" << bus.lastError().message();
         bus.unregisterObject(QString::fromLatin1(kObjectPath));
         return false;
     }
@@ -326,7 +333,8 @@ void MessageSendingModule::sendIPCMessage(const QVariant &payload, int type, boo
     }
     if (!m_senderThread.isRunning())
         m_senderThread.start();
-    QMetaObject::invokeMethod(m_sender.get(), [this, message] { m_sender->dispatch(message); }, Qt::QueuedConnection);
+    QMetaObject::invokeMethod(
+        m_sender.get(), [this, message] { m_sender->dispatch(message); }, Qt::QueuedConnection);
 }
 
 void MessageSendingModule::finishedSend()
@@ -351,7 +359,8 @@ QString MessageSendingModule::remoteOwner()
 {
     if (!m_cachedRemoteOwner.isEmpty())
         return m_cachedRemoteOwner;
-    const QDBusMessage reply = bus().call(nameOwnerQuery(busNameForChannel(m_remoteName)), QDBus::Block, kTimeoutMs);
+    const QDBusMessage reply
+        = bus().call(nameOwnerQuery(busNameForChannel(m_remoteName)), QDBus::Block, kTimeoutMs);
     if (reply.type() == QDBusMessage::ReplyMessage && !reply.arguments().isEmpty())
         m_cachedRemoteOwner = reply.arguments().first().toString();
     return m_cachedRemoteOwner;
@@ -368,7 +377,8 @@ bool MessageSendingModule::sendMessageInternal(const QVariantList &message)
     const QString owner = remoteOwner();
     if (owner.isEmpty())
         return false; // nobody listens under the remote name: the message is dropped
-    const QDBusMessage reply = bus().call(channelCall(owner, *payload, message), QDBus::Block, kTimeoutMs);
+    const QDBusMessage reply
+        = bus().call(channelCall(owner, *payload, message), QDBus::Block, kTimeoutMs);
     if (reply.type() != QDBusMessage::ReplyMessage) {
         // Forget the peer: the next message looks the name up again (the peer may restart).
         m_cachedRemoteOwner.clear();

@@ -16,15 +16,13 @@ class ChannelEndpoint;
 
 // One message as it arrived: the four elements (payload, type as decimal text, sender's name,
 // receiver's name) and who sent it on the bus.
-struct IncomingMessage
-{
+struct IncomingMessage {
     QVariantList message;
     QString senderUniqueName; // the bus connection that sent it, e.g. ":1.42"
     bool fromRemoteEnd = false; // sent by the current owner of this channel's remote name
 };
 
-class MessageSendingModuleDelegate
-{
+class MessageSendingModuleDelegate {
 public:
     virtual ~MessageSendingModuleDelegate() = default;
     // Called on the channel's listening thread, never on the main thread.
@@ -40,8 +38,7 @@ public:
 // a failed send forgets the peer so that the next message looks it up afresh. Queued messages
 // are sent from the sending thread without waiting for their answers, so that a peer that hangs
 // holds up nobody; closing the end takes well under a second whatever the peer does.
-class MessageSendingModule : public QObject
-{
+class MessageSendingModule : public QObject {
     Q_OBJECT
 public:
     static constexpr const char *kObjectPath = "/com/halvern/Lumen/Channel";

@@ -53,7 +53,7 @@ void ScriptURLConnection::appendData(const QByteArray &chunk)
 
 NetworkError ScriptURLConnection::errorOf(QNetworkReply *reply)
 {
-    return NetworkError{u"QNetworkReply"_s, int(reply->error()), reply->errorString(), {}};
+    return NetworkError {u"QNetworkReply"_s, int(reply->error()), reply->errorString(), {}};
 }
 
 bool ScriptURLConnection::isTransportFailure(QNetworkReply *reply)
@@ -62,7 +62,7 @@ bool ScriptURLConnection::isTransportFailure(QNetworkReply *reply)
     // the server chose (a reply); 301 and 399 are a scheme or an exchange that went wrong.
     const int code = int(reply->error());
     return (code > 0 && code < 200) || reply->error() == QNetworkReply::ProtocolUnknownError
-           || reply->error() == QNetworkReply::ProtocolFailure;
+        || reply->error() == QNetworkReply::ProtocolFailure;
 }
 
 void ScriptURLConnection::finished()

@@ -2,8 +2,8 @@
 
 #include "URLRequest.h"
 
-#include <QObject>
 #include <QNetworkReply>
+#include <QObject>
 #include <QPointer>
 
 #include <optional>
@@ -12,21 +12,22 @@ class QNetworkAccessManager;
 class QNetworkReply;
 class ScriptURLConnection;
 
-class ScriptURLConnectionDelegate
-{
+class ScriptURLConnectionDelegate {
 public:
     virtual ~ScriptURLConnectionDelegate() = default;
     // The whole body; nothing when the body was empty.
     virtual void ConnectionDidReceivedData(const std::optional<QByteArray> &data,
-                                           ScriptURLConnection *connection) = 0;
-    virtual void connectionFailedWithError(const NetworkError &error, ScriptURLConnection *connection) = 0;
+                                           ScriptURLConnection *connection)
+        = 0;
+    virtual void connectionFailedWithError(const NetworkError &error,
+                                           ScriptURLConnection *connection)
+        = 0;
 };
 
 // One asynchronous request whose whole reply body goes to the delegate when complete. A reply
 // with any HTTP status is a reply; a transport failure (no connection, a time-out, a body cut
 // short) is a failure whatever status came before it.
-class ScriptURLConnection : public QObject
-{
+class ScriptURLConnection : public QObject {
     Q_OBJECT
 public:
     explicit ScriptURLConnection(QNetworkAccessManager *network, const URLRequest &request = {},

@@ -16,8 +16,8 @@ constexpr int kMaxProxyAnswers = 3;
 
 } // namespace
 
-SynchronousWrapper::SynchronousWrapper(QNetworkAccessManager *network, SynchronousWrapperDelegate *delegate,
-                                       QObject *parent)
+SynchronousWrapper::SynchronousWrapper(QNetworkAccessManager *network,
+                                       SynchronousWrapperDelegate *delegate, QObject *parent)
     : QObject(parent)
     , m_network(network)
     , m_delegate(delegate)
@@ -47,7 +47,8 @@ QByteArray SynchronousWrapper::sendSynchronousRequest(const URLRequest &request,
     return m_outputData;
 }
 
-bool SynchronousWrapper::ConnectRequest(const URLRequest &request, std::optional<NetworkError> *error)
+bool SynchronousWrapper::ConnectRequest(const URLRequest &request,
+                                        std::optional<NetworkError> *error)
 {
     run(request, false);
     if (!error)
@@ -63,7 +64,8 @@ void SynchronousWrapper::run(const URLRequest &request, bool synchronous)
     m_refusedChallenge.reset();
     QEventLoop loop;
     m_loop = &loop;
-    QNetworkReply *reply = m_network->sendCustomRequest(request.request, request.method, request.body);
+    QNetworkReply *reply
+        = m_network->sendCustomRequest(request.request, request.method, request.body);
     m_reply = reply;
     connect(reply, &QNetworkReply::metaDataChanged, this, [this, reply, synchronous] {
         if (!synchronous && m_delegate)
@@ -91,8 +93,10 @@ void SynchronousWrapper::run(const URLRequest &request, bool synchronous)
     else if (!m_refusedChallenge && reply->error() == QNetworkReply::AuthenticationRequiredError)
         m_refusedChallenge = u"server %1 refused"_s.arg(reply->url().host());
     if (m_refusedChallenge) {
-        m_error = NetworkError{QString::fromLatin1(NetworkError::kAuthDomain), NetworkError::kAuthCode,
-                               u"Authentication was refused."_s, {{u"challenge"_s, *m_refusedChallenge}}};
+        m_error = NetworkError {QString::fromLatin1(NetworkError::kAuthDomain),
+                                NetworkError::kAuthCode,
+                                u"Authentication was refused."_s,
+                                {{u"challenge"_s, *m_refusedChallenge}}};
     } else if (ScriptURLConnection::isTransportFailure(reply)) {
         m_error = ScriptURLConnection::errorOf(reply);
     }
@@ -116,7 +120,9 @@ void SynchronousWrapper::onProxyChallenge(const QNetworkProxy &proxy, QAuthentic
         authenticator->setPassword(m_password);
         return;
     }
-    m_refusedChallenge = u"proxy %1:%2 realm \"%3\""_s.arg(proxy.hostName()).arg(proxy.port()).arg(authenticator->realm());
+    m_refusedChallenge = u"proxy %1:%2 realm \"%3\""_s.arg(proxy.hostName())
+                             .arg(proxy.port())
+                             .arg(authenticator->realm());
     if (m_reply)
         m_reply->abort();
 }
@@ -126,6 +132,7 @@ void SynchronousWrapper::onServerChallenge(QNetworkReply *reply, QAuthenticator 
     if (reply != m_reply)
         return;
     // Only proxies are answered: a server's own challenge fails the request.
-    m_refusedChallenge = u"server %1 realm \"%2\""_s.arg(reply->url().host(), authenticator->realm());
+    m_refusedChallenge
+        = u"server %1 realm \"%2\""_s.arg(reply->url().host(), authenticator->realm());
     reply->abort();
 }

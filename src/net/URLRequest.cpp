@@ -18,9 +18,11 @@ URLRequest URLRequest::formPost(const QUrl &url, const QString &body)
 {
     URLRequest out;
     out.request.setUrl(url);
-    out.request.setAttribute(QNetworkRequest::CacheLoadControlAttribute, QNetworkRequest::AlwaysNetwork);
+    out.request.setAttribute(QNetworkRequest::CacheLoadControlAttribute,
+                             QNetworkRequest::AlwaysNetwork);
     out.request.setTransferTimeout(kDefaultTimeoutMs);
-    out.request.setHeader(QNetworkRequest::ContentTypeHeader, u"application/x-www-form-urlencoded"_s);
+    out.request.setHeader(QNetworkRequest::ContentTypeHeader,
+                          u"application/x-www-form-urlencoded"_s);
     out.method = QByteArrayLiteral("POST");
     out.body = body.toUtf8();
     return out;

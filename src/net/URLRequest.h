@@ -6,8 +6,7 @@
 #include <QVariantMap>
 
 // A request as the HTTP layer runs it: the Qt request plus its method and body.
-struct URLRequest
-{
+struct URLRequest {
     QNetworkRequest request;
     QByteArray method = QByteArrayLiteral("GET");
     QByteArray body;
@@ -23,8 +22,7 @@ struct URLRequest
 
 // Why a request failed. Authentication refusals have domain "Auth error" and code 1001, with
 // the challenge described under "challenge".
-struct NetworkError
-{
+struct NetworkError {
     QString domain;
     int code = 0;
     QString message;

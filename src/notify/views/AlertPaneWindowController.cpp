@@ -1,8 +1,8 @@
 #include "AlertPaneWindowController.h"
 
-#include "product/FilePathAPIs.h"
 #include "notify/AlertLayout.h"
 #include "platform/ImageNamed.h"
+#include "product/FilePathAPIs.h"
 #include "ui_AlertPanel.h"
 
 #include <QApplication>
@@ -20,17 +20,18 @@ constexpr int kButtonPadding = 16;
 
 } // namespace
 
-AlertPaneWindowController::AlertPaneWindowController(const AlertButtons &buttons, AlertDelegate *delegate,
-                                                     QWidget *parent)
+AlertPaneWindowController::AlertPaneWindowController(const AlertButtons &buttons,
+                                                     AlertDelegate *delegate, QWidget *parent)
     : QDialog(parent)
     , m_ui(std::make_unique<Ui::AlertPanel>())
     , m_delegate(delegate)
 {
     m_ui->setupUi(this);
     setAttribute(Qt::WA_DeleteOnClose, false);
-    const std::pair<QPushButton *, QString> titles[] = {{m_ui->mOkButton, buttons.defaultButton},
-                                                        {m_ui->mCancelButton, buttons.alternateButton},
-                                                        {m_ui->mOtherButton, buttons.otherButton}};
+    const std::pair<QPushButton *, QString> titles[]
+        = {{m_ui->mOkButton, buttons.defaultButton},
+           {m_ui->mCancelButton, buttons.alternateButton},
+           {m_ui->mOtherButton, buttons.otherButton}};
     for (const auto &[button, title] : titles) {
         button->setText(title);
         button->setVisible(!title.isNull());
@@ -40,9 +41,12 @@ AlertPaneWindowController::AlertPaneWindowController(const AlertButtons &buttons
     m_designedSize = size();
     m_designedMessage = m_ui->mMessageString->geometry();
     m_designedButtonView = m_ui->mButtonView->pos();
-    connect(m_ui->mOkButton, &QPushButton::clicked, this, [this] { buttonClicked(AlertPresenter::kDefault); });
-    connect(m_ui->mCancelButton, &QPushButton::clicked, this, [this] { buttonClicked(AlertPresenter::kAlternate); });
-    connect(m_ui->mOtherButton, &QPushButton::clicked, this, [this] { buttonClicked(AlertPresenter::kOther); });
+    connect(m_ui->mOkButton, &QPushButton::clicked, this,
+            [this] { buttonClicked(AlertPresenter::kDefault); });
+    connect(m_ui->mCancelButton, &QPushButton::clicked, this,
+            [this] { buttonClicked(AlertPresenter::kAlternate); });
+    connect(m_ui->mOtherButton, &QPushButton::clicked, this,
+            [this] { buttonClicked(AlertPresenter::kOther); });
 
     makeCurrent();
 }
@@ -70,14 +74,17 @@ void AlertPaneWindowController::fitMessageFieldToFont()
     // pane widens around it and the buttons keep their place at its right edge.
     QLabel *field = m_ui->mMessageString;
     const QFontMetrics metrics(field->font());
-    const int width = qMax(field->width(), metrics.horizontalAdvance(QString(AlertLayout::kCharactersPerLine, u'n')));
-    const int height = qMax(field->height(), AlertLayout::kDesignedLines * metrics.lineSpacing() + 2);
+    const int width = qMax(
+        field->width(), metrics.horizontalAdvance(QString(AlertLayout::kCharactersPerLine, u'n')));
+    const int height
+        = qMax(field->height(), AlertLayout::kDesignedLines * metrics.lineSpacing() + 2);
     const int widen = width - field->width();
     const int deepen = height - field->height();
     field->resize(width, height);
     m_ui->mTitleString->resize(width, m_ui->mTitleString->height());
     resize(this->width() + widen, this->height() + deepen);
-    m_ui->mButtonView->setGeometry(m_ui->mButtonView->geometry().translated(0, deepen).adjusted(0, 0, widen, 0));
+    m_ui->mButtonView->setGeometry(
+        m_ui->mButtonView->geometry().translated(0, deepen).adjusted(0, 0, widen, 0));
     for (QPushButton *button : {m_ui->mOkButton, m_ui->mCancelButton})
         button->move(button->pos() + QPoint(widen, 0));
 }
@@ -128,7 +135,8 @@ void AlertPaneWindowController::resizeWindowFromTextLength(int extraLines)
 {
     if (extraLines <= 0)
         return;
-    growBy(AlertLayout::growthForExtraLines(extraLines), AlertLayout::buttonShiftForExtraLines(extraLines));
+    growBy(AlertLayout::growthForExtraLines(extraLines),
+           AlertLayout::buttonShiftForExtraLines(extraLines));
 }
 
 void AlertPaneWindowController::growBy(int points, int buttonPoints)
@@ -139,11 +147,12 @@ void AlertPaneWindowController::growBy(int points, int buttonPoints)
     update();
 }
 
-int AlertPaneWindowController::displayMessage(const QString &message, const QString &title, bool modal)
+int AlertPaneWindowController::displayMessage(const QString &message, const QString &title,
+                                              bool modal)
 {
     const QString image = m_imageName.isEmpty()
-                              ? AlertLayout::defaultImageName(FilePathAPIs::isCorvaneApplication())
-                              : m_imageName;
+        ? AlertLayout::defaultImageName(FilePathAPIs::isCorvaneApplication())
+        : m_imageName;
     m_ui->mImageView->setPixmap(ImageNamed::pixmap(image, QSize(64, 64)));
     makeCurrent();
     // Each message starts from the designed layout (a reused pane may have grown before).
@@ -160,7 +169,8 @@ int AlertPaneWindowController::displayMessage(const QString &message, const QStr
     if (missing > 0)
         growBy(missing, missing);
     QPalette background = palette();
-    background.setBrush(QPalette::Window, QBrush(ImageNamed::pixmap(u"windBG.png"_s, QSize(24, 24))));
+    background.setBrush(QPalette::Window,
+                        QBrush(ImageNamed::pixmap(u"windBG.png"_s, QSize(24, 24))));
     setPalette(background);
     setAutoFillBackground(true);
 
@@ -208,8 +218,9 @@ QRect AlertPaneWindowController::messageGeometry() const
     return m_ui->mMessageString->geometry();
 }
 
-int AlertPanePresenter::displayMessage(const QString &message, const QString &title, const AlertButtons &buttons,
-                                       bool modal, const QString &imageName, AlertDelegate *delegate)
+int AlertPanePresenter::displayMessage(const QString &message, const QString &title,
+                                       const AlertButtons &buttons, bool modal,
+                                       const QString &imageName, AlertDelegate *delegate)
 {
     auto *pane = new AlertPaneWindowController(buttons, delegate);
     pane->setImageName(imageName.isEmpty() ? AlertLayout::defaultImageName(m_corvane) : imageName);
@@ -221,8 +232,9 @@ int AlertPanePresenter::displayMessage(const QString &message, const QString &ti
     return result;
 }
 
-void AlertPanePresenter::displayInWindow(const QString &windowName, const QString &message, const QString &title,
-                                         const AlertButtons &buttons, const QString &imageName)
+void AlertPanePresenter::displayInWindow(const QString &windowName, const QString &message,
+                                         const QString &title, const AlertButtons &buttons,
+                                         const QString &imageName)
 {
     QPointer<AlertPaneWindowController> &pane = m_windows[windowName];
     if (!pane) {

@@ -17,8 +17,7 @@ class QPushButton;
 // with the text. The message field holds 70 characters a line in its font. Only one pane is
 // current at a time; a new one hides the previous. A pane that deletes itself on close (the
 // presenter's non-modal panes) is deleted as soon as it is hidden, so none are kept.
-class AlertPaneWindowController : public QDialog
-{
+class AlertPaneWindowController : public QDialog {
     Q_OBJECT
 public:
     AlertPaneWindowController(const AlertButtons &buttons, AlertDelegate *delegate = nullptr,
@@ -62,10 +61,12 @@ private:
 };
 
 // Shows each message in a new pane, except the named windows, which are reused while open.
-class AlertPanePresenter : public AlertPresenter
-{
+class AlertPanePresenter : public AlertPresenter {
 public:
-    explicit AlertPanePresenter(bool corvane) : m_corvane(corvane) {}
+    explicit AlertPanePresenter(bool corvane)
+        : m_corvane(corvane)
+    {
+    }
     int displayMessage(const QString &message, const QString &title, const AlertButtons &buttons,
                        bool modal, const QString &imageName = QString(),
                        AlertDelegate *delegate = nullptr) override;

@@ -50,8 +50,9 @@ public:
     void appendData(const QByteArray &chunk);
 
     static NetworkError errorOf(QNetworkReply *reply);
-    // Whether the reply failed in transport rather than by the server's choice of status.
-    static bool isTransportFailure(QNetworkReply *reply);
+    // The transport failure of a finished reply, if any, rather than the server's choice of
+    // status: no connection, a time-out, or a body shorter than announced (`bodyBytes` arrived).
+    static std::optional<NetworkError> transportFailure(QNetworkReply *reply, qint64 bodyBytes);
 
 private:
     void finished();

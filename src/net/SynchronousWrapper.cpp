@@ -71,8 +71,10 @@ void SynchronousWrapper::run(const URLRequest &request, bool synchronous)
         if (!synchronous && m_delegate)
             m_delegate->connectionDidReceiveResponse(reply);
     });
-    connect(reply, &QNetworkReply::readyRead, this, [this, reply, synchronous] {
+    qint64 bodyBytes = 0;
+    connect(reply, &QNetworkReply::readyRead, this, [this, reply, synchronous, &bodyBytes] {
         const QByteArray chunk = reply->readAll();
+        bodyBytes += chunk.size();
         if (synchronous)
             m_outputData.append(chunk);
         else if (m_delegate)
@@ -82,7 +84,8 @@ void SynchronousWrapper::run(const URLRequest &request, bool synchronous)
     loop.exec(QEventLoop::ExcludeUserInputEvents);
     m_loop = nullptr;
 
-    const QByteArray tail = reply->readAll();
+    const QByteArray tail = reply->isOpen() ? reply->readAll() : QByteArray();
+    bodyBytes += tail.size();
     if (synchronous)
         m_outputData.append(tail);
     else if (m_delegate && !tail.isEmpty())
@@ -97,8 +100,8 @@ void SynchronousWrapper::run(const URLRequest &request, bool synchronous)
                                 NetworkError::kAuthCode,
                                 u"Authentication was refused."_s,
                                 {{u"challenge"_s, *m_refusedChallenge}}};
-    } else if (ScriptURLConnection::isTransportFailure(reply)) {
-        m_error = ScriptURLConnection::errorOf(reply);
+    } else {
+        m_error = ScriptURLConnection::transportFailure(reply, bodyBytes);
     }
     if (!synchronous && m_delegate) {
         if (m_error)
@@ -106,6 +109,7 @@ void SynchronousWrapper::run(const URLRequest &request, bool synchronous)
         else
             m_delegate->connectionDidFinishLoading();
     }
+    reply->disconnect(this);
     reply->deleteLater();
 }
 

@@ -242,7 +242,11 @@ void CorvaneMonitorController::backupNow()
         return;
     m_newSchedule = m_scheduler->backupNow();
     if (!m_newSchedule) {
-        displayWindowWithAlertMsg(u"Please login to the Corvane and configure a backup set"_s);
+        // A record that could not be saved is no login problem: say what kept it from the file.
+        const ScheduleArchive::SaveResult &save = m_scheduler->lastSaveResult();
+        displayWindowWithAlertMsg(save.status == ScheduleArchive::SaveResult::Status::Failed
+                                      ? save.message
+                                      : u"Please login to the Corvane and configure a backup set"_s);
         return;
     }
     m_isCondifugeredBackupNowItem = true;

@@ -60,6 +60,7 @@ void CorvaneSchedulerController::showQueuedJobPanel()
 
 std::optional<CorvaneScheduleItem> CorvaneSchedulerController::backupNow()
 {
+    m_lastSave = {}; // what follows decides; an older failure says nothing about this request
     const QVariantMap login
         = PropertyList::readDictionary(pathForApplicationFile(kLoginDetailsKind));
     if (login.isEmpty())

@@ -203,6 +203,19 @@ TEST_P(MonitorControllerTest, BackupNowWithoutLoginOrBackupSetAsksToConfigure)
     EXPECT_EQ(SchedulerState::read(), u"0"_s);
 }
 
+TEST_P(MonitorControllerTest, BackupNowThatCannotBeSavedSaysWhyAndWritesNoState)
+{
+    logIn();
+    QDir().mkpath(env.real(ScheduleArchive::path())); // a folder where the archive belongs
+    controller->backupNow();
+    EXPECT_TRUE(alerts.lastMessage().contains(env.real(ScheduleArchive::path()))) << alerts.lastMessage().toStdString();
+    EXPECT_EQ(SchedulerState::read(), u"0"_s) << "the engine is not told about a job it cannot find";
+    QDir(env.real(ScheduleArchive::path())).removeRecursively();
+    controller->backupNow();
+    EXPECT_EQ(SchedulerState::read(), u"2"_s);
+    EXPECT_EQ(ScheduleArchive::load().records.size(), 1);
+}
+
 TEST_P(MonitorControllerTest, BackupNowWaitsOnlyForThisUsersInteractiveBackup)
 {
     const QString refusal = u"Backup is in progress. Wait till it is complete to begin the backup on this machine."_s;

@@ -6,6 +6,7 @@
 #include <QCommandLineParser>
 #include <QCoreApplication>
 #include <QGuiApplication>
+#include <QLoggingCategory>
 
 #include <memory>
 
@@ -78,6 +79,9 @@ std::unique_ptr<QCoreApplication> makeApplication(int &argc, char *argv[])
         const QByteArrayView argument(argv[i]);
         if (argument == "backup-now" || argument == "status") {
             qputenv("QT_QPA_PLATFORM", "offscreen");
+            // The platform plugin's start-up remarks (a missing runtime folder) are no news to
+            // someone at a terminal; the commands say themselves what went wrong.
+            QLoggingCategory::setFilterRules(u"default.warning=false\nqt.*.warning=false"_s);
             return std::make_unique<QGuiApplication>(argc, argv);
         }
     }

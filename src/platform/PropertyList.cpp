@@ -418,6 +418,10 @@ QVariant PropertyList::read(const QString &path)
             qCWarning(lcPlatform).noquote() << file.errorString();
         return {};
     }
+    // An empty file is a file created to be filled later (the application-status file is made
+    // so): it reads as nothing, like a missing one, without a warning.
+    if (file.data().isEmpty())
+        return {};
     const QVariant value = fromData(file.data());
     if (!value.isValid())
         qCWarning(lcPlatform) << "unreadable property list" << path;

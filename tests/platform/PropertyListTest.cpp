@@ -303,6 +303,13 @@ TEST(PropertyListBadInput, WrongTypeAndMissingFiles)
     // A FIFO in a file's place would block the reader for good.
     ASSERT_EQ(::mkfifo(QFile::encodeName(env.real(u"/fifo.plist"_s)).constData(), 0600), 0);
     EXPECT_FALSE(PropertyList::read(u"/fifo.plist"_s).isValid());
+
+    // An empty file is one made to be filled later: nothing, quietly, like a missing one.
+    env.writeFile(u"/empty.plist"_s, "");
+    WarningCapture quiet;
+    EXPECT_TRUE(PropertyList::readDictionary(u"/empty.plist"_s).isEmpty());
+    EXPECT_TRUE(PropertyList::readDictionary(u"/missing.plist"_s).isEmpty());
+    EXPECT_TRUE(quiet.lines().isEmpty());
 }
 
 // Lengths below 15 sit in the marker's low nibble; from 15 on the nibble is 0xF and an integer

@@ -109,9 +109,6 @@ TEST(Lumenctl, ResourcesFolderReplacesTheBuiltInTable)
     EXPECT_TRUE(refused.errorOutput.contains("SchedulerSettingsFile")) << "the missing path is named";
 }
 
-} // namespace
-
-namespace {
 
 TEST(Lumenctl, SizeOfABackupSetWithAndWithoutExclusions)
 {

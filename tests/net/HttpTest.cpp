@@ -271,9 +271,6 @@ TEST_F(ProxyTest, AProxyThatKeepsAskingIsAnsweredThreeTimesAtMost)
     EXPECT_FALSE(refusing.errorLines().isEmpty()) << "the stored credentials were offered";
 }
 
-} // namespace
-
-namespace {
 
 TEST(SystemProxy, TheSystemsProxySettingsApplyToRequests)
 {

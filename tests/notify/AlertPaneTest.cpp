@@ -211,19 +211,6 @@ TEST_F(AlertPaneTest, ANamedWindowIsReusedAndResizedForEachMessage)
     EXPECT_EQ(livePanes(), 0);
 }
 
-TEST(FakeAlerts, RecordWhatWasShownAndAnswerFromTheScript)
-{
-    FakeAlertPresenter fake;
-    fake.answerWith({AlertPresenter::kAlternate});
-    Clicks clicks;
-    EXPECT_EQ(fake.displayMessage(u"a"_s, u"t"_s, kThree, true), AlertPresenter::kAlternate);
-    EXPECT_EQ(fake.displayMessage(u"b"_s, u"t"_s, kThree, false, {}, &clicks), AlertPresenter::kDefault);
-    EXPECT_EQ(clicks.results, QList<int>{AlertPresenter::kDefault});
-    ASSERT_EQ(fake.shown().size(), 2);
-    EXPECT_EQ(fake.lastMessage(), u"b"_s);
-    EXPECT_TRUE(fake.shown().first().modal);
-}
-
 TEST(BorderlessWindowTest, HidesWhenClickedAndShakesAroundItsOrigin)
 {
     BorderlessWindow window(QRect(100, 100, 200, 100));

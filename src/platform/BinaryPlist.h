@@ -6,7 +6,9 @@
 #include <QHash>
 #include <QString>
 #include <QVarLengthArray>
+#include <QVariant>
 
+#include <optional>
 #include <vector>
 
 // The binary property-list container ("bplist00") as a flat table of objects, for the keyed
@@ -83,6 +85,9 @@ public:
     QString string(const Object &object) const;
     bool stringEquals(const Object &object, QLatin1StringView text) const;
     QByteArray data(const Object &object) const;
+    // The value of a boolean, integer, real, date (UTC), data or string object; nullopt for any
+    // other type, and an invalid value for a date out of range.
+    std::optional<QVariant> scalar(const Object &object) const;
 
 private:
     quint64 readUnsigned(qsizetype at, int size) const;

@@ -269,24 +269,12 @@ private:
 
     QVariant plain(const BP::Object &object, int depth)
     {
-        switch (object.type) {
-        case BP::Type::Bool:
-            return bool(object.integer);
-        case BP::Type::Int:
-            return object.integer;
-        case BP::Type::Real:
-            return object.real;
-        case BP::Type::Date: {
-            const QDateTime date = BP::dateFromSeconds(object.real);
-            if (!date.isValid())
+        if (const std::optional<QVariant> value = m_plist.scalar(object)) {
+            if (object.type == BP::Type::Date && !value->isValid())
                 fail(u"a date out of range"_s);
-            return date;
+            return *value;
         }
-        case BP::Type::Data:
-            return m_plist.data(object);
-        case BP::Type::AsciiString:
-        case BP::Type::Utf16String:
-            return m_plist.string(object);
+        switch (object.type) {
         case BP::Type::Null:
             return {};
         case BP::Type::Array:

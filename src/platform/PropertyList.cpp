@@ -192,27 +192,16 @@ private:
         if (object.type == BP::Type::Array || object.type == BP::Type::Dict)
             return container(index, object, depth);
         spend({1, quint64(object.count)});
-        switch (object.type) {
-        case BP::Type::Bool:
-            return bool(object.integer);
-        case BP::Type::Int:
-            return object.integer;
-        case BP::Type::Real:
-            return object.real;
-        case BP::Type::Date: {
-            const QDateTime date = BP::dateFromSeconds(object.real);
-            return date.isValid() ? QVariant(date.toLocalTime()) : fail(u"a date out of range"_s);
+        if (const std::optional<QVariant> value = m_plist.scalar(object)) {
+            if (object.type != BP::Type::Date)
+                return *value;
+            // Calendar dates are local, as the platform shows them.
+            return value->isValid() ? QVariant(value->toDateTime().toLocalTime())
+                                    : fail(u"a date out of range"_s);
         }
-        case BP::Type::Data:
-            return m_plist.data(object);
-        case BP::Type::AsciiString:
-        case BP::Type::Utf16String:
-            return m_plist.string(object);
-        case BP::Type::Uid:
+        if (object.type == BP::Type::Uid)
             return QVariant::fromValue(PlistUid {quint64(object.integer)});
-        default:
-            return fail(u"a malformed object"_s);
-        }
+        return fail(u"a malformed object"_s);
     }
 
     QVariant container(quint64 index, const BP::Object &object, int depth)

@@ -3,6 +3,7 @@
 #include "CorvaneMonitorController.h"
 #include "platform/Clock.h"
 #include "platform/Paths.h"
+#include "platform/StringFormat.h"
 #include "product/FilePathAPIs.h"
 #include "scheduler/NextRunCalculator.h"
 #include "scheduler/ScheduleArchive.h"
@@ -64,7 +65,7 @@ QJsonObject jobJson(const CorvaneScheduleItem &record)
         {u"account"_s, record.corvaneUserName()},
         {u"frequency"_s, record.frequency()},
         {u"frequencyString"_s, record.frequencyString()},
-        {u"scheduleTime"_s, start.isValid() ? QJsonValue(start.toOffsetFromUtc(start.offsetFromUtc()).toString(Qt::ISODate))
+        {u"scheduleTime"_s, start.isValid() ? QJsonValue(iso8601WithOffset(start))
                                             : QJsonValue()},
         {u"scheduleTimeString"_s, record.scheduleTimeString()},
     };
@@ -103,6 +104,7 @@ QString MonitorScripting::Status() const
 {
     QJsonObject state = status(*m_controller, Clock::system());
     state.insert(u"source"_s, u"monitor"_s);
+    state.insert(u"root"_s, Paths::current().root()); // whose files these are
     state.insert(u"toolTip"_s, m_controller->toolTip());
     if (state.value(u"runningJob"_s).isObject()) {
         // While a job runs the tool tip carries the engine's progress lines.

@@ -28,9 +28,7 @@ QJsonObject toJson(const CorvaneScheduleItem &record, int index)
     for (const ArchivedObject::Field &field : record.toArchivedObject().fields)
         row.insert(field.first, jsonFromVariant(field.second));
     const QDateTime start = record.scheduleTime();
-    row.insert(u"scheduleTime"_s, start.isValid() ? QJsonValue(start.toOffsetFromUtc(start.offsetFromUtc())
-                                                                    .toString(Qt::ISODate))
-                                                   : QJsonValue());
+    row.insert(u"scheduleTime"_s, start.isValid() ? QJsonValue(iso8601WithOffset(start)) : QJsonValue());
     if (!record.password().isEmpty())
         row.insert(u"password"_s, u"***"_s);
     row.insert(u"scheduleTimeString"_s, record.scheduleTimeString());
@@ -75,13 +73,15 @@ std::optional<Choice> choiceNamed(const QString &name)
     static const QMap<QString, Choice> choices{{u"daily"_s, Choice::DailySchedule},
                                                {u"weekdays"_s, Choice::WeekDays},
                                                {u"hourly"_s, Choice::HourlySchedule},
-                                               {u"immediate"_s, Choice::Immediate},
                                                {u"monthly"_s, Choice::MonthlySchedule}};
     const auto found = choices.constFind(name);
     return found == choices.cend() ? std::nullopt : std::optional(found.value());
 }
 
 constexpr int kLoginDetailsKind = 2;
+// The monitor keeps a change made while a job runs and saves it afterwards; this program ends
+// at once, so it changes nothing.
+const QString kBusyMessage = u"A backup is running: nothing was changed. Try again when it has finished.\n"_s;
 constexpr int kBackupSetKind = 14;
 
 // The editor's time-settings row for a choice.
@@ -90,8 +90,6 @@ int timeSettingsRow(Choice choice)
     switch (choice) {
     case Choice::HourlySchedule:
         return 1;
-    case Choice::Immediate:
-        return 2;
     case Choice::MonthlySchedule:
         return 3;
     default:
@@ -128,7 +126,7 @@ std::optional<CorvaneScheduleItem> recordFromLogin(const Clock &clock, const QSt
 int add(const QStringList &arguments, QTextStream &out, QTextStream &err)
 {
     QCommandLineParser parser;
-    parser.addOptions({{u"frequency"_s, u"daily, weekdays, hourly, immediate or monthly."_s, u"f"_s},
+    parser.addOptions({{u"frequency"_s, u"daily, weekdays, hourly or monthly (an immediate backup: backup-now)."_s, u"f"_s},
                        {u"time"_s, u"Start time HH:MM[:SS] (default 20:00; not for hourly)."_s, u"t"_s},
                        {u"days"_s, u"Weekdays 0 (Sunday) to 6, comma-separated."_s, u"list"_s},
                        {u"day-of-month"_s, u"Day of the month for monthly schedules."_s, u"n"_s},
@@ -151,9 +149,14 @@ int add(const QStringList &arguments, QTextStream &out, QTextStream &err)
         days.append(value);
     }
     const int dayOfMonth = parser.value(u"day-of-month"_s).isEmpty() ? 1 : parser.value(u"day-of-month"_s).toInt();
+    if (parser.value(u"frequency"_s) == "immediate"_L1) {
+        // The engine runs an immediate job when told to, which is what backup-now does.
+        err << u"An immediate backup is started with: lumenctl backup-now\n"_s;
+        return 2;
+    }
     if (!choice || !time.isValid() || !daysOk || dayOfMonth < 1 || dayOfMonth > 31
         || (*choice == Choice::WeekDays && days.isEmpty())) {
-        err << u"usage: lumenctl schedules add --frequency daily|weekdays|hourly|immediate|monthly "
+        err << u"usage: lumenctl schedules add --frequency daily|weekdays|hourly|monthly "
                "[--time HH:MM] [--days 1,3,5] [--day-of-month 1-31] [--user NAME] [--account NAME]\n"_s;
         return 2;
     }
@@ -177,6 +180,10 @@ int add(const QStringList &arguments, QTextStream &out, QTextStream &err)
     record->setScheduleTime(schedule.firstStart);
     record->setScheduleTimeSettings(timeSettingsRow(*choice));
     const CorvaneSchedulerController::SaveResult result = store.corvaneaddSchedulerDetails(*record);
+    if (result.status == CorvaneSchedulerController::SaveResult::Status::Deferred) {
+        err << kBusyMessage;
+        return 1;
+    }
     if (!result.saved()) {
         err << (result.message.isEmpty() ? u"The schedule was not saved."_s : result.message) << u'\n';
         return 1;
@@ -196,6 +203,10 @@ int remove(const QStringList &arguments, QTextStream &out, QTextStream &err)
         return 2;
     }
     const CorvaneSchedulerController::SaveResult result = store.corvaneDeleteSchedulerDeatilsAtIndices({index});
+    if (result.status == CorvaneSchedulerController::SaveResult::Status::Deferred) {
+        err << kBusyMessage;
+        return 1;
+    }
     if (!result.saved()) {
         err << (result.message.isEmpty() ? u"The schedule was not deleted."_s : result.message) << u'\n';
         return 1;

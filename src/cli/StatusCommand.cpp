@@ -6,12 +6,14 @@
 #include "app/CorvaneMonitorController.h"
 #include "app/MonitorScripting.h"
 #include "platform/Clock.h"
+#include "platform/Paths.h"
 #include "product/StringTable.h"
 
 #include <QCommandLineParser>
 #include <QDBusConnection>
 #include <QDBusConnectionInterface>
 #include <QDBusMessage>
+#include <QFileInfo>
 #include <QJsonDocument>
 
 using namespace Qt::StringLiterals;
@@ -32,7 +34,13 @@ std::optional<QJsonObject> statusFromMonitor()
         return std::nullopt;
     const QJsonDocument document
         = QJsonDocument::fromJson(reply.arguments().value(0).toString().toUtf8());
-    return document.isObject() ? std::optional(document.object()) : std::nullopt;
+    // A monitor of this brand that watches another root knows nothing of ours.
+    const auto same = [](const QString &a, const QString &b) {
+        return QFileInfo(a).canonicalFilePath() == QFileInfo(b).canonicalFilePath();
+    };
+    if (!document.isObject() || !same(document[u"root"_s].toString(), Paths::current().root()))
+        return std::nullopt;
+    return document.object();
 }
 
 QJsonObject statusFromFiles()

@@ -114,8 +114,15 @@ qint64 integerValue(const QVariant &value)
     if (value.typeId() == QMetaType::QString)
         return stringIntegerValue(value.toString());
     if (value.typeId() == QMetaType::Double || value.typeId() == QMetaType::Float) {
+        // The platform saturates; a plain cast of a real beyond the range is undefined.
         const double d = value.toDouble();
-        return std::isfinite(d) ? qint64(d) : 0;
+        if (!std::isfinite(d))
+            return 0;
+        if (d >= 9223372036854775807.0)
+            return std::numeric_limits<qint64>::max();
+        if (d <= -9223372036854775808.0)
+            return std::numeric_limits<qint64>::min();
+        return qint64(d);
     }
     if (isNumber(value))
         return value.toLongLong();

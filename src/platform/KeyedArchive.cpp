@@ -207,8 +207,9 @@ private:
 
 class Reader {
 public:
-    explicit Reader(const BP::Reader &plist)
+    Reader(const BP::Reader &plist, Dates dates)
         : m_plist(plist)
+        , m_datesAsObjects(dates == Dates::AsObjects)
     {
     }
 
@@ -455,7 +456,7 @@ private:
         }
         // A date whose time cannot be read stays the object it is, which no reader takes for a
         // date.
-        if (name == "NSDate"_L1 || name == "NSCalendarDate"_L1) {
+        if (!m_datesAsObjects && (name == "NSDate"_L1 || name == "NSCalendarDate"_L1)) {
             if (const std::optional<QDateTime> date = dateOf(QVariant::fromValue(instance)))
                 return *date;
             qCWarning(lcPlatform) << "a date without a readable time in a keyed archive";
@@ -464,6 +465,7 @@ private:
     }
 
     const BP::Reader &m_plist;
+    const bool m_datesAsObjects;
     BP::Object m_objects;
     enum State : quint8 { Unseen, InProgress, Done };
     std::vector<State> m_state; // per archive UID, so shared objects decode once
@@ -547,16 +549,22 @@ std::optional<QDateTime> dateOf(const QVariant &value)
     return std::nullopt;
 }
 
-Result unarchive(const QByteArray &bytes)
+Result unarchive(const QByteArray &bytes, Dates dates)
 {
-    // The XML form ({"CF$UID": n} references) goes through the general reader once.
-    const QByteArray data = bytes.startsWith("bplist")
-        ? bytes
-        : PropertyList::toData(PropertyList::fromData(bytes), PropertyList::Format::Binary);
     Result result;
+    // The XML form ({"CF$UID": n} references) goes through the general reader once.
+    QByteArray data = bytes;
+    if (!bytes.startsWith("bplist")) {
+        const QVariant xml = PropertyList::fromData(bytes);
+        if (!xml.isValid()) {
+            result.error = u"not a property list"_s;
+            return result;
+        }
+        data = PropertyList::toData(xml, PropertyList::Format::Binary);
+    }
     BP::Reader plist;
     BP::Object top;
-    Reader reader(plist);
+    Reader reader(plist, dates);
     if (!plist.open(data, &result.error) || !reader.open(&top)) {
         if (result.error.isEmpty())
             result.error = u"not a keyed archive"_s;

@@ -80,6 +80,10 @@ struct Result {
 // (not an archive, dangling references, an object that contains itself, a tree larger than
 // BinaryPlist::Cost allows once shared objects are counted) give an error text, never a crash.
 // A date whose time cannot be read comes back as the ArchivedObject it is (see dateOf).
-Result unarchive(const QByteArray &data);
+// Dates come as QDateTime, or, with Dates::AsObjects, as the NSDate / NSCalendarDate objects they
+// are (dateOf reads them): a reader that writes back what it does not understand keeps them
+// exactly, class, zone and fractions of a millisecond included.
+enum class Dates { AsDateTimes, AsObjects };
+Result unarchive(const QByteArray &data, Dates dates = Dates::AsDateTimes);
 
 } // namespace KeyedArchive

@@ -2,6 +2,8 @@
 
 #include "platform/FoundationValues.h"
 
+#include <cstdlib>
+
 using namespace Qt::StringLiterals;
 
 namespace {
@@ -104,4 +106,15 @@ QString stringWithFormat(const QString &format, const QVariantList &arguments)
         i = after - 1;
     }
     return out;
+}
+
+QString iso8601WithOffset(const QDateTime &time)
+{
+    if (!time.isValid())
+        return QString();
+    const int offset = time.offsetFromUtc();
+    const int minutes = std::abs(offset) / 60;
+    return time.toOffsetFromUtc(offset).toString(u"yyyy-MM-ddTHH:mm:ss"_s)
+           + (offset < 0 ? u'-' : u'+')
+           + u"%1:%2"_s.arg(minutes / 60, 2, 10, QLatin1Char('0')).arg(minutes % 60, 2, 10, QLatin1Char('0'));
 }

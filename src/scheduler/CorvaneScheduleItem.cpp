@@ -111,6 +111,27 @@ public:
             : wrong(key, std::optional<QVariantList>());
     }
 
+    // The selected days: numbers within 32 bits or texts, as the editor and the engine write them.
+    std::optional<QVariantList> days(const QString &key)
+    {
+        std::optional<QVariantList> days = list(key);
+        for (const QVariant &day : days ? *days : QVariantList()) {
+            switch (day.typeId()) {
+            case QMetaType::QString:
+            case QMetaType::LongLong:
+            case QMetaType::Int:
+            case QMetaType::Bool:
+                break;
+            case QMetaType::Double:
+                inRange(key, day.toDouble());
+                break;
+            default:
+                return wrong(key, std::optional<QVariantList>());
+            }
+        }
+        return days;
+    }
+
     QString error() const { return m_error; }
 
 private:
@@ -398,7 +419,7 @@ CorvaneScheduleItem::fromArchivedObject(const ArchivedObject &object, QString *e
     item.m_processReferenceFile = in.string(Key::processReferenceFile);
     item.setSSL(in.boolean(Key::isUseSSL) ? u"YES"_s : u"NO"_s);
     item.m_scheduleTimeSettings = in.integer(Key::scheduleTimeSettings);
-    item.m_selectedDays = in.list(Key::selectedDaysForSchedule);
+    item.m_selectedDays = in.days(Key::selectedDaysForSchedule);
     item.m_sendLogExtract = in.boolean(Key::sendLogExtract);
     item.m_notifyOnFailure = in.boolean(Key::notifyOnFailure);
     item.m_isAutoSyncEnabled = in.boolean(Key::isAutoSyncEnabled);

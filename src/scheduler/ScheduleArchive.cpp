@@ -12,6 +12,7 @@
 #include <QMutex>
 
 #include <cerrno>
+#include <optional>
 #include <fcntl.h>
 #include <sys/file.h>
 #include <sys/stat.h>
@@ -41,6 +42,22 @@ QString fileVersion(const QString &real)
         .arg(info.st_ctim.tv_nsec);
 }
 
+QMutex &damagedMutex()
+{
+    static QMutex mutex;
+    return mutex;
+}
+QString &damagedVersion()
+{
+    static QString version;
+    return version;
+}
+Contents &damagedContents()
+{
+    static Contents contents;
+    return contents;
+}
+
 bool firstReadOfVersion(const QString &version)
 {
     static QMutex mutex;
@@ -52,28 +69,31 @@ bool firstReadOfVersion(const QString &version)
     return true;
 }
 
+// The last damaged archive read, by file version: views read the archive on every paint and the
+// monitor on every refresh, and the same damage need not be decoded (and reported below) again.
+std::optional<Contents> damagedSeenBefore(const QString &version)
+{
+    const QMutexLocker locker(&damagedMutex());
+    if (version.isEmpty() || version != damagedVersion())
+        return std::nullopt;
+    return damagedContents();
+}
+
+void rememberDamaged(const QString &version, const Contents &contents)
+{
+    const QMutexLocker locker(&damagedMutex());
+    const bool damaged = contents.state == State::Unreadable;
+    damagedVersion() = damaged ? version : QString();
+    damagedContents() = damaged ? contents : Contents();
+}
+
 void traceFaults(const Contents &contents)
 {
     if (!contents.error.isEmpty())
-        SLLogger::logMonitorTrace(contents.error);
+        SLLogger::logMonitorTrace(u"Schedules archive unreadable: %1"_s.arg(contents.error));
     for (const KeptElement &kept : contents.undecodable)
         SLLogger::logMonitorTrace(
             u"Schedule record kept as it is, it cannot be read: %1"_s.arg(kept.reason));
-}
-
-// A kept element as it is written back. The decoder gives its dates as plain dates; a record's
-// dates go back as the calendar dates the engine reads.
-QVariant keptForWriting(const QVariant &element)
-{
-    if (element.typeId() != qMetaTypeId<ArchivedObject>())
-        return element;
-    ArchivedObject object = element.value<ArchivedObject>();
-    for (ArchivedObject::Field &field : object.fields) {
-        if (field.second.typeId() == QMetaType::QDateTime && field.second.toDateTime().isValid())
-            field.second = QVariant::fromValue(
-                KeyedArchive::calendarDate(field.second.toDateTime().toLocalTime()));
-    }
-    return QVariant::fromValue(object);
 }
 
 } // namespace
@@ -82,14 +102,15 @@ Contents decode(const QByteArray &data)
 {
     Contents contents;
     contents.state = State::Unreadable;
-    const KeyedArchive::Result result = KeyedArchive::unarchive(data);
+    // Dates stay objects: a record kept because it cannot be read goes back exactly as it came.
+    const KeyedArchive::Result result = KeyedArchive::unarchive(data, KeyedArchive::Dates::AsObjects);
     if (!result.ok()) {
-        contents.error = u"Schedules archive unreadable: %1"_s.arg(result.error);
+        contents.error = result.error;
         return contents;
     }
     const QVariant root = result.topObjects.value(kRootKey);
     if (root.typeId() != QMetaType::QVariantList) {
-        contents.error = u"Schedules archive holds no list of schedules"_s;
+        contents.error = u"it holds no list of schedules"_s;
         return contents;
     }
     contents.state = State::Readable;
@@ -123,7 +144,7 @@ QByteArray encode(const QList<CorvaneScheduleItem> &records, const QList<KeptEle
     const auto keptBefore = [&](qsizetype index) {
         for (const KeptElement &element : kept) {
             if (element.before == index || (index == records.size() && element.before > index))
-                list.append(keptForWriting(element.element));
+                list.append(element.element);
         }
     };
     for (; next < records.size(); ++next) {
@@ -137,11 +158,15 @@ QByteArray encode(const QList<CorvaneScheduleItem> &records, const QList<KeptEle
 Contents load()
 {
     const QString real = Paths::current().resolve(path());
-    const bool traced = firstReadOfVersion(fileVersion(real));
+    const QString version = fileVersion(real);
+    const bool traced = firstReadOfVersion(version);
+    if (std::optional<Contents> damaged = damagedSeenBefore(version))
+        return *damaged;
     const FileContents file = FileContents::read(path());
     switch (file.status()) {
     case FileContents::Status::Ok: {
         const Contents contents = decode(file.data());
+        rememberDamaged(version, contents);
         if (traced)
             traceFaults(contents);
         return contents;

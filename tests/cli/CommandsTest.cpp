@@ -17,6 +17,7 @@
 #include <QJsonObject>
 #include <QProcess>
 #include <QRegularExpression>
+#include <QTemporaryDir>
 
 #include <unistd.h>
 
@@ -206,6 +207,11 @@ TEST_F(Commands, StatusFromTheRunningMonitorOverTheBus)
               .object();
     EXPECT_EQ(files[u"source"_s], u"files"_s);
     EXPECT_FALSE(files.contains(u"toolTip"_s));
+    const QTemporaryDir otherRoot; // the running monitor watches another root: not asked
+    const QStringList elsewhere {u"--root"_s, otherRoot.path(), u"status"_s, u"--json"_s};
+    const QJsonObject other
+        = QJsonDocument::fromJson(runProgram(kLumenctl, elsewhere, Commands::environment()).output).object();
+    EXPECT_EQ(other[u"source"_s], u"files"_s);
     monitor.terminate();
     monitor.waitForFinished(3000);
 }
@@ -373,6 +379,22 @@ TEST_F(Commands, SchedulesAddListAndDeleteThroughTheArchive)
         const ProcessResult run = lumenctl(QStringList {u"schedules"_s} + bad);
         EXPECT_EQ(run.exitCode, 2) << bad.join(u' ').toStdString();
         EXPECT_TRUE(run.errorOutput.contains("usage:")) << bad.join(u' ').toStdString();
+    }
+    const ProcessResult immediate = lumenctl({u"schedules"_s, u"add"_s, u"--frequency"_s, u"immediate"_s});
+    EXPECT_EQ(immediate.exitCode, 2);
+    EXPECT_TRUE(immediate.errorOutput.contains("lumenctl backup-now")) << "the engine is only told by backup-now";
+
+    // While a job runs the monitor keeps a change for later; lumenctl ends at once, so it says
+    // that nothing changed.
+    CorvaneScheduleItem running = ScheduleArchive::load().records.first();
+    running.setStatus(CorvaneScheduleItem::InProgress);
+    ASSERT_TRUE(ScheduleArchive::save({running}));
+    for (const QStringList &change : {QStringList {u"add"_s, u"--frequency"_s, u"daily"_s},
+                                      QStringList {u"delete"_s, u"0"_s}}) {
+        const ProcessResult busy = lumenctl(QStringList {u"schedules"_s} + change);
+        EXPECT_EQ(busy.exitCode, 1);
+        EXPECT_TRUE(busy.errorOutput.contains("nothing was changed")) << busy.errorOutput.toStdString();
+        EXPECT_EQ(listed().size(), 1);
     }
 }
 

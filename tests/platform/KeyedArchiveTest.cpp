@@ -170,9 +170,9 @@ TEST(KeyedArchiveBadInput, StructuralFaultsAreReportedNotCrashedOn)
         QByteArray bytes;
         QString error;
     } cases[] = {
-        {"empty", QByteArray(), u"not a binary property list"_s},
+        {"empty", QByteArray(), u"not a property list"_s},
         {"truncated", good.left(good.size() - 20), u"bad integer sizes in the trailer"_s},
-        {"garbage", QByteArray("not an archive at all"), u"not a binary property list"_s},
+        {"garbage", QByteArray("not an archive at all"), u"not a property list"_s},
         {"plain property list",
          PropertyList::toData(QVariantMap {{u"a"_s, 1}}, PropertyList::Format::Binary),
          u"not a keyed archive"_s},

@@ -1,5 +1,7 @@
 #include "platform/StringFormat.h"
 
+#include <QTimeZone>
+
 #include <gtest/gtest.h>
 
 using namespace Qt::StringLiterals;
@@ -25,6 +27,16 @@ TEST(StringFormat, FormatsWithoutPlaceholdersComeBackUnchanged)
     EXPECT_EQ(stringWithFormat(u"/Users/%@/a"_s, {u"%@"_s}), u"/Users/%@/a"_s);
     EXPECT_EQ(stringWithFormat(u"trailing %"_s), u"trailing %"_s);
     EXPECT_EQ(stringWithFormatArgs(u"%@ has %d"_s, u"ann"_s, 3), u"ann has 3"_s);
+}
+
+
+TEST(StringFormat, IsoTimesAlwaysCarryADigitOffset)
+{
+    const QDateTime instant = QDateTime(QDate(2026, 3, 29), QTime(1, 30), Qt::UTC);
+    EXPECT_EQ(iso8601WithOffset(instant), u"2026-03-29T01:30:00+00:00"_s) << "never \"Z\"";
+    EXPECT_EQ(iso8601WithOffset(instant.toTimeZone(QTimeZone("Europe/Berlin"))), u"2026-03-29T03:30:00+02:00"_s);
+    EXPECT_EQ(iso8601WithOffset(instant.toOffsetFromUtc(-(3 * 3600 + 30 * 60))), u"2026-03-28T22:00:00-03:30"_s);
+    EXPECT_EQ(iso8601WithOffset(QDateTime()), QString());
 }
 
 } // namespace

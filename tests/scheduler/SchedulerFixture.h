@@ -33,10 +33,11 @@ protected:
     {
         return KeyedArchive::archive({{QStringLiteral("o"), value}});
     }
-    // The elements of an archive's list, as archived (records not decoded).
+    // The elements of an archive's list, as archived (records not decoded, dates the objects
+    // they are, so that a changed class, zone or fraction of a second shows).
     static QVariantList schedulesIn(const QByteArray &archive)
     {
-        return KeyedArchive::unarchive(archive)
+        return KeyedArchive::unarchive(archive, KeyedArchive::Dates::AsObjects)
             .topObjects.value(QStringLiteral("Schedules"))
             .toList();
     }

@@ -4,6 +4,7 @@
 
 #include <QAuthenticator>
 #include <QEventLoop>
+#include <QTimer>
 #include <QNetworkAccessManager>
 #include <QNetworkProxy>
 #include <QNetworkReply>
@@ -81,6 +82,13 @@ void SynchronousWrapper::run(const URLRequest &request, bool synchronous)
             m_delegate->connectionDidReceiveData(chunk);
     });
     connect(reply, &QNetworkReply::finished, &loop, &QEventLoop::quit);
+    // The request's time-out counts idle time only; a caller that waits for the answer must not
+    // wait longer than it in all, whatever a slow server keeps sending.
+    QTimer deadline;
+    deadline.setSingleShot(true);
+    connect(&deadline, &QTimer::timeout, reply, &QNetworkReply::abort);
+    if (request.request.transferTimeout() > 0)
+        deadline.start(request.request.transferTimeout());
     loop.exec(QEventLoop::ExcludeUserInputEvents);
     m_loop = nullptr;
 

@@ -135,6 +135,19 @@ TEST_F(HttpTest, ABodyCutShortIsAFailureWhateverTheStatus)
     }
 }
 
+TEST_F(HttpTest, ABlockingRequestEndsAtItsTimeOutEvenWhileBytesKeepComing)
+{
+    // Never idle for the time-out, yet never done: the caller waits no longer than it.
+    URLRequest request = URLRequest::get(QUrl(server.url(u"/trickle?ms=100"_s)), 1000);
+    SynchronousWrapper wrapper(&network);
+    std::optional<NetworkError> error;
+    QElapsedTimer waited;
+    waited.start();
+    wrapper.sendSynchronousRequest(request, &error);
+    EXPECT_LT(waited.elapsed(), 5000);
+    EXPECT_TRUE(error.has_value());
+}
+
 TEST_F(HttpTest, ASlowReplyArrivesWholeWithinTheTimeOut)
 {
     const Recorder slow = load(URLRequest::get(QUrl(server.url(u"/slow?ms=500"_s))));

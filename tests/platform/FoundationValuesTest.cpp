@@ -33,6 +33,11 @@ TEST(FoundationValues, StringsReadAsNumbersByTheirLeadingDigits)
     EXPECT_DOUBLE_EQ(stringDoubleValue(u"-.5"_s), -0.5);
     EXPECT_DOUBLE_EQ(stringDoubleValue(u"1e"_s), 1.0);
     EXPECT_DOUBLE_EQ(stringDoubleValue(u"."_s), 0.0);
+    // Reals beyond the range saturate like the texts do (a plain cast would be undefined).
+    EXPECT_EQ(integerValue(1e300), std::numeric_limits<qint64>::max());
+    EXPECT_EQ(integerValue(-1e300), std::numeric_limits<qint64>::min());
+    EXPECT_EQ(integerValue(std::numeric_limits<double>::quiet_NaN()), 0);
+    EXPECT_EQ(integerValue(-2.9), -2);
 }
 
 TEST(FoundationValues, VariantsOfEveryPropertyListKind)

@@ -6,6 +6,7 @@ Prints its port on the first line of standard output, then serves until killed.
   /missing      404 "not here"       POST /echo  the request as JSON
   /cut?status=N N announcing 100,000 bytes, 12 sent, then the connection closed
   /stall        200 announcing 100,000 bytes, 12 sent, then nothing more for a minute
+  /trickle?ms=N 200 announcing 100,000 bytes, one byte every N ms (never idle for long)
   /cgi-bin/check_version_upgrades_slwin_new.cgi   the --update-reply text, for a well-formed query
                                                   (with --update-stall: as /stall)
 With --always-407 it plays a proxy that refuses every request with a Basic challenge and
@@ -74,6 +75,19 @@ class Handler(http.server.BaseHTTPRequestHandler):
             self.wfile.flush()
             if url.path != '/cut':
                 time.sleep(60)
+            self.close_connection = True
+        elif url.path == '/trickle':
+            pause = int(urllib.parse.parse_qs(url.query).get('ms', ['100'])[0]) / 1000
+            self.send_response(200)
+            self.send_header('Content-Length', '100000')
+            self.end_headers()
+            try:
+                for _ in range(100000):
+                    self.wfile.write(b'.')
+                    self.wfile.flush()
+                    time.sleep(pause)
+            except OSError:
+                pass  # the client gave up
             self.close_connection = True
         elif url.path == '/auth':
             self.reply(401, b'who are you', [('WWW-Authenticate', 'Basic realm="server"')])

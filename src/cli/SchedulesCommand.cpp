@@ -65,6 +65,9 @@ int list(const QStringList &arguments, QTextStream &out, QTextStream &err)
     }
     if (contents.records.isEmpty())
         out << u"No schedules.\n"_s;
+    if (!contents.undecodable.isEmpty())
+        out << contents.undecodable.size()
+            << u" more that this program cannot read (kept in the archive as they are).\n"_s;
     return 0;
 }
 

@@ -165,6 +165,8 @@ Contents load()
     const FileContents file = FileContents::read(path());
     switch (file.status()) {
     case FileContents::Status::Ok: {
+        if (file.data().isEmpty())
+            return {}; // created, not yet written: no schedules, nothing damaged to set aside
         const Contents contents = decode(file.data());
         rememberDamaged(version, contents);
         if (traced)

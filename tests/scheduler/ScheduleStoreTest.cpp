@@ -231,6 +231,12 @@ TEST_F(ScheduleStoreTest, AnUnreadableArchiveIsMovedAsideToAFreeNameBeforeASaveR
     const QString trace
         = QString::fromUtf8(env.readFile(SLLocalizedString(u"MonitorTraceFilePath"_s)));
     EXPECT_TRUE(trace.contains(env.real(second)));
+
+    // An empty file was created and not yet written: nothing in it is damaged or set aside.
+    env.writeFile(ScheduleArchive::path(), "");
+    EXPECT_EQ(ScheduleArchive::load().state, ScheduleArchive::State::Missing);
+    EXPECT_TRUE(store.corvaneaddSchedulerDetails(record(u"bob"_s, 2, at(2026, 11, 17, 9, 0))));
+    EXPECT_EQ(QDir(QFileInfo(env.real(first)).path()).entryList({u"*.unreadable-*"_s}).size(), 2);
 }
 
 TEST_F(ScheduleStoreTest, ARecordTheMonitorCannotReadSurvivesEverySaveInItsPlace)

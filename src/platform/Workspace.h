@@ -28,8 +28,8 @@ bool isLocalVolume(const QString &path);
 
 // Whether a process of that program name runs (the kernel keeps the first 15 characters).
 bool isApplicationRunning(const QString &name);
-// The command lines (arguments joined by blanks) of every process the user owns; nullopt when
-// the process table cannot be read. An unknown user owns no process.
-std::optional<QStringList> commandLinesOfUser(const QString &user);
+// The command (the program as started, without its arguments) of every process the user owns;
+// nullopt when the process table cannot be read. An unknown user owns no process.
+std::optional<QStringList> commandsOfUser(const QString &user);
 
 } // namespace Workspace

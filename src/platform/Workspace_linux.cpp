@@ -129,7 +129,7 @@ bool isApplicationRunning(const QString &name)
     return false;
 }
 
-std::optional<QStringList> commandLinesOfUser(const QString &user)
+std::optional<QStringList> commandsOfUser(const QString &user)
 {
     const QDir proc(Paths::system(u"/proc"_s));
     if (!proc.exists())
@@ -149,11 +149,9 @@ std::optional<QStringList> commandLinesOfUser(const QString &user)
         QFile cmdline(folder + u"/cmdline"_s);
         if (!cmdline.open(QIODevice::ReadOnly))
             continue; // the process ended meanwhile
-        QByteArray arguments = cmdline.readAll();
-        if (arguments.endsWith('\0'))
-            arguments.chop(1);
-        if (!arguments.isEmpty())
-            lines.append(QString::fromLocal8Bit(arguments.replace('\0', ' ')));
+        const QByteArray command = cmdline.readAll().split('\0').value(0);
+        if (!command.isEmpty())
+            lines.append(QString::fromLocal8Bit(command));
     }
     return lines;
 }

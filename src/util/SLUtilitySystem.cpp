@@ -61,7 +61,7 @@ QString SLUtility::currentConsoleUserName()
 
 namespace {
 
-// Any line naming the application; an unreadable process table counts as running (when in
+// Any command naming the application (its arguments do not count); an unreadable process table counts as running (when in
 // doubt, assume the application runs).
 bool isInCommandLines(const std::optional<QStringList> &lines, const QString &application)
 {
@@ -77,7 +77,7 @@ bool SLUtility::isApplicationRunningForUser(const QString &application, const QS
 {
     const SystemInfo::OSVersion version = SystemInfo::osVersion();
     if (!version.fromSystemVersionPlist || version.major != 10)
-        return isInCommandLines(Workspace::commandLinesOfUser(user), application);
+        return isInCommandLines(Workspace::commandsOfUser(user), application);
     // The commands below are those of the platform's 10.4 and later systems; older ones are
     // assumed to run the application.
     if (version.minor < 4)

@@ -223,6 +223,15 @@ TEST(SystemFacts, ARunningApplicationIsLookedUpAmongTheUsersProcesses)
     EXPECT_TRUE(SLUtility::isApplicationRunningForUser(self, me));
     EXPECT_FALSE(SLUtility::isApplicationRunningForUser(u"NoSuchApplication-4711"_s, me));
     EXPECT_FALSE(SLUtility::isApplicationRunningForUser(self, u"no-such-user-4711"_s));
+    // A program merely given the name as an argument is not that application.
+    QProcess sleeper;
+    sleeper.start(QStringLiteral(LUMEN_PYTHON), {u"-c"_s, u"import time; time.sleep(30)"_s, u"NoSuchApplication-4711"_s});
+    ASSERT_TRUE(sleeper.waitForStarted());
+    ASSERT_TRUE(waitUntil([&] { return QFile(u"/proc/%1/cmdline"_s.arg(sleeper.processId())).open(QIODevice::ReadOnly)
+                                      && SLUtility::isApplicationRunningForUser(u"python"_s, me); }));
+    EXPECT_FALSE(SLUtility::isApplicationRunningForUser(u"NoSuchApplication-4711"_s, me));
+    sleeper.kill();
+    sleeper.waitForFinished();
 }
 
 class FakeWindows : public WindowOrder

@@ -85,25 +85,23 @@ TEST(Lumenctl, StringLookupAndClearErrors)
 TEST(Lumenctl, ResourcesFolderReplacesTheBuiltInTable)
 {
     QTemporaryDir resources;
-    const auto writeTable = [&](const QByteArray &data) {
-        QFile table(resources.filePath(u"Localizable.plist"_s));
-        return table.open(QIODevice::WriteOnly) && table.write(data) == data.size();
-    };
     QFile builtIn(u":/brands/corvane/Localizable.plist"_s);
     ASSERT_TRUE(builtIn.open(QIODevice::ReadOnly));
     QVariantMap strings = PropertyList::fromData(builtIn.readAll()).toMap();
     strings.insert(u"UpdateServiceURL"_s, u"http://127.0.0.1:8080/"_s);
-    ASSERT_TRUE(writeTable(PropertyList::toData(strings, PropertyList::Format::Xml)));
+    ASSERT_TRUE(
+        writeStringTable(resources, PropertyList::toData(strings, PropertyList::Format::Xml)));
     const QStringList lookUp{u"--resources"_s, resources.path(), u"string"_s, u"UpdateServiceURL"_s};
     EXPECT_EQ(runProgram(kLumenctl, lookUp).output, QByteArray("http://127.0.0.1:8080/\n"));
 
     // A table that cannot be used stops the program before it writes a file anywhere.
-    ASSERT_TRUE(writeTable("garbage"));
+    ASSERT_TRUE(writeStringTable(resources, "garbage"));
     ProcessResult refused = runProgram(kLumenctl, lookUp);
     EXPECT_EQ(refused.exitCode, 2);
     EXPECT_TRUE(refused.errorOutput.contains("cannot be read")) << refused.errorOutput.toStdString();
     strings.remove(u"SchedulerSettingsFile"_s);
-    ASSERT_TRUE(writeTable(PropertyList::toData(strings, PropertyList::Format::Xml)));
+    ASSERT_TRUE(
+        writeStringTable(resources, PropertyList::toData(strings, PropertyList::Format::Xml)));
     refused = runProgram(kLumenctl, lookUp);
     EXPECT_EQ(refused.exitCode, 2);
     EXPECT_TRUE(refused.errorOutput.contains("SchedulerSettingsFile")) << "the missing path is named";

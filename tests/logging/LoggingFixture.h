@@ -39,11 +39,8 @@ protected:
             {QStringLiteral("InteractiveSessionLog"), QStringLiteral("~/Logs/Session.log")},
             {QStringLiteral("SyncInteractiveSessionLog"), QStringLiteral("~/Logs/../Logs/Sync.log")},
         };
-        // A resources folder is not a product path: written directly, not through Paths.
-        QFile file(resources.filePath(QStringLiteral("Localizable.plist")));
-        ASSERT_TRUE(file.open(QIODevice::WriteOnly | QIODevice::Truncate));
-        file.write(PropertyList::toData(strings, PropertyList::Format::Xml));
-        file.close();
+        ASSERT_TRUE(
+            writeStringTable(resources, PropertyList::toData(strings, PropertyList::Format::Xml)));
         StringTable::install(QStringLiteral("corvane"), resources.path());
     }
 

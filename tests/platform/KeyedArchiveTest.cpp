@@ -15,8 +15,7 @@ namespace {
 
 QByteArray fixture(const QString &name)
 {
-    QFile file(fixturePath(u"keyed-archives/"_s + name));
-    return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
+    return readRealFile(fixturePath(u"keyed-archives/"_s + name));
 }
 
 QVariant root(const QString &name)

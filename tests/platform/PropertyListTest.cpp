@@ -65,12 +65,6 @@ value = {
 }
 )PY";
 
-QByteArray readAll(const QString &path)
-{
-    QFile file(path);
-    return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
-}
-
 // Booleans must stay booleans and integers integers, which QVariant's == would blur.
 void expectSameTypes(const QVariant &actual, const QVariant &expected, const std::string &where)
 {
@@ -113,7 +107,7 @@ TEST_P(PlistlibInterop, ReadsWhatPlistlibWrites)
     const ProcessResult python = runPython(script, {file, QString::fromUtf8(GetParam())});
     ASSERT_EQ(python.exitCode, 0) << python.errorOutput.toStdString();
 
-    const QVariant value = PropertyList::fromData(readAll(file));
+    const QVariant value = PropertyList::fromData(readRealFile(file));
     ASSERT_EQ(value.typeId(), QMetaType::QVariantMap);
     const QVariantMap map = value.toMap();
     const QVariantMap expected = sampleValue();
@@ -157,7 +151,8 @@ TEST(PropertyListFixtures, FoundationArchivesKeepTheirObjectReferences)
     const QStringList files = QDir(folder).entryList({u"*.plist"_s, u"*.archive"_s}, QDir::Files);
     ASSERT_GE(files.size(), 15);
     for (const QString &name : files) {
-        const QVariantMap archive = PropertyList::fromData(readAll(folder + u'/' + name)).toMap();
+        const QVariantMap archive
+            = PropertyList::fromData(readRealFile(folder + u'/' + name)).toMap();
         SCOPED_TRACE(name.toStdString());
         const QVariantList objects = archive.value(u"$objects"_s).toList();
         ASSERT_FALSE(objects.isEmpty());

@@ -27,9 +27,7 @@ TEST(StringTable, AReplacementTableMustBeReadableAndNameEveryPath)
     TestEnvironment env;
     QTemporaryDir resources;
     const auto install = [&](const QByteArray &table) {
-        QFile file(resources.filePath(u"Localizable.plist"_s));
-        EXPECT_TRUE(file.open(QIODevice::WriteOnly) && file.write(table) == table.size());
-        file.close();
+        EXPECT_TRUE(writeStringTable(resources, table));
         return StringTable::install(u"stelloa"_s, resources.path());
     };
     EXPECT_TRUE(install("not a property list").contains(u"cannot be read"_s));

@@ -116,6 +116,19 @@ QString fixturePath(const QString &relative)
     return QStringLiteral(LUMEN_FIXTURES_DIR) + u'/' + relative;
 }
 
+QByteArray readRealFile(const QString &path, const QByteArray &ifMissing)
+{
+    QFile file(path);
+    return file.open(QIODevice::ReadOnly) ? file.readAll() : ifMissing;
+}
+
+bool writeStringTable(const QTemporaryDir &resources, const QByteArray &table)
+{
+    QFile file(resources.filePath(u"Localizable.plist"_s));
+    return file.open(QIODevice::WriteOnly | QIODevice::Truncate)
+        && file.write(table) == table.size();
+}
+
 bool waitUntil(const std::function<bool()> &condition, int timeoutMs)
 {
     QElapsedTimer timer;

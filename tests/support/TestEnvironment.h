@@ -88,6 +88,10 @@ ProcessResult runProgram(const QString &program, const QStringList &arguments,
 ProcessResult runPython(const QString &script, const QStringList &arguments = {});
 
 QString fixturePath(const QString &relative);
+// A whole file that is not a product path (a fixture, a file a test checks), or `ifMissing`.
+QByteArray readRealFile(const QString &path, const QByteArray &ifMissing = {});
+// Writes `table` as the Localizable.plist of a resources folder; whether it was written whole.
+bool writeStringTable(const QTemporaryDir &resources, const QByteArray &table);
 
 // Runs the event loop until `condition` holds or the time is up; whether it held.
 bool waitUntil(const std::function<bool()> &condition, int timeoutMs = 10000);

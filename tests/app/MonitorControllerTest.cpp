@@ -1,13 +1,15 @@
 #include "app/CorvaneMonitorController.h"
 #include "app/DesktopServices.h"
 #include "notify/views/AlertPaneWindowController.h"
+#include "platform/PropertyList.h"
 #include "product/FilePathAPIs.h"
 #include "product/StringTable.h"
-#include "platform/PropertyList.h"
 #include "scheduler/CorvaneSchedulerController.h"
 #include "scheduler/ScheduleArchive.h"
 #include "scheduler/SchedulerState.h"
 #include "support/FakeAlertPresenter.h"
+#include "support/FakeDesktop.h"
+#include "support/LoginDetails.h"
 #include "support/LoopbackServers.h"
 #include "support/TestEnvironment.h"
 
@@ -26,29 +28,6 @@
 using namespace Qt::StringLiterals;
 
 namespace {
-
-class FakeDesktop : public DesktopServices
-{
-public:
-    bool openUrl(const QUrl &url) override
-    {
-        opened.append(url);
-        return true;
-    }
-    bool launchApplication(const QString &path) override
-    {
-        launched.append(path);
-        return false;
-    }
-    bool launchApplicationNamed(const QString &name) override
-    {
-        launchedByName.append(name);
-        return true;
-    }
-    void runCommandLine(const QString &commandLine) override { commands.append(commandLine); }
-    QList<QUrl> opened;
-    QStringList launched, launchedByName, commands;
-};
 
 // What differs between the two brands, as the tests see it.
 struct Brand
@@ -92,22 +71,16 @@ protected:
     // Brand A names the account "CorvaneUsername"; brand B "Username" (and "StelloaUserName").
     void logIn(bool withBackupSet = true)
     {
-        PropertyList::writeDictionary(BrandPaths::loginDetails(),
-                                      {{u"CorvaneUsername"_s, u"ann@example.com"_s}, {u"Username"_s, u"ann"_s},
-                                       {u"StelloaUserName"_s, u"ann"_s}, {u"Password"_s, u"secret"_s},
-                                       {u"serverName"_s, u"storage1"_s}});
-        if (withBackupSet) {
-            const QString set = CorvaneSchedulerController::pathForApplicationFile(14).replace(u"%@"_s, brand().user);
-            PropertyList::write(set, QVariantList{u"/Users/ann/Documents"_s}, PropertyList::Format::Xml);
-        }
+        writeLogin({{u"CorvaneUsername"_s, u"ann@example.com"_s},
+                    {u"Username"_s, u"ann"_s},
+                    {u"StelloaUserName"_s, u"ann"_s},
+                    {u"Password"_s, u"secret"_s},
+                    {u"serverName"_s, u"storage1"_s}},
+                   withBackupSet ? brand().user : QString());
     }
 
     QString throttleFolder() const { return env.real(brand().throttleFolder); }
-    QByteArray fileText(const QString &real) const
-    {
-        QFile file(real);
-        return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray("<missing>");
-    }
+    QByteArray fileText(const QString &real) const { return readRealFile(real, "<missing>"); }
     CorvaneScheduleItem dailyRecord(const QString &user, QTime at = QTime(20, 0))
     {
         CorvaneScheduleItem daily(clock);
@@ -448,10 +421,8 @@ protected:
     {
         QVariantMap strings = StringTable::shared().strings();
         strings.insert(u"UpdateServiceURL"_s, url);
-        QFile file(resources.filePath(u"Localizable.plist"_s));
-        ASSERT_TRUE(file.open(QIODevice::WriteOnly));
-        file.write(PropertyList::toData(strings, PropertyList::Format::Xml));
-        file.close();
+        ASSERT_TRUE(
+            writeStringTable(resources, PropertyList::toData(strings, PropertyList::Format::Xml)));
         StringTable::install(brand().id, resources.path());
     }
     void TearDown() override { StringTable::install(brand().id); }

@@ -1,5 +1,6 @@
 // lumenctl backup-now, status and schedules add/list against a private root and home.
 
+#include "support/LoginDetails.h"
 #include "support/TestEnvironment.h"
 
 #include "app/MonitorScripting.h"
@@ -47,18 +48,20 @@ protected:
     // The main application's login details, and a backup set of one folder for `setOwner`.
     void logIn(const QString &setOwner = u"acct"_s) const
     {
-        ASSERT_TRUE(PropertyList::writeDictionary(BrandPaths::loginDetails(),
-                                                  {{u"CorvaneUsername"_s, u"acct"_s},
-                                                   {u"Username"_s, u"ann"_s},
-                                                   {u"Password"_s, u"c2VjcmV0"_s},
-                                                   {u"UserAtServer"_s, u"acct@srv1"_s},
-                                                   {u"serverName"_s, u"srv1.example"_s},
-                                                   {u"quotaServername"_s, u"quota.example"_s},
-                                                   {u"SSL"_s, u"NO"_s}}));
-        const QString backupSet
-            = CorvaneSchedulerController::pathForApplicationFile(14).replace(u"%@"_s, setOwner);
-        ASSERT_TRUE(
-            PropertyList::write(backupSet, QVariantList {u"/data"_s}, PropertyList::Format::Xml));
+        ASSERT_TRUE(writeLogin({{u"CorvaneUsername"_s, u"acct"_s},
+                                {u"Username"_s, u"ann"_s},
+                                {u"Password"_s, u"c2VjcmV0"_s},
+                                {u"UserAtServer"_s, u"acct@srv1"_s},
+                                {u"serverName"_s, u"srv1.example"_s},
+                                {u"quotaServername"_s, u"quota.example"_s},
+                                {u"SSL"_s, u"NO"_s}},
+                               setOwner, {u"/data"_s}));
+    }
+    QJsonObject status(const QStringList &options = {}) const
+    {
+        return QJsonDocument::fromJson(
+                   lumenctl(QStringList {u"status"_s, u"--json"_s} + options).output)
+            .object();
     }
     QJsonArray listed() const
     {
@@ -86,22 +89,13 @@ TEST_F(Commands, BackupNowTakesTheMenuItemsDecisionAndPrintsItsMessage)
         = u"The immediate backup has been scheduled, it will commence in a few seconds"_s;
     const QString already
         = u"Immediate schedule has already been scheduled. Please try after it completes."_s;
+    const QString noLogin = u"Please login to the Corvane and configure a backup set"_s;
+    const QString ownBackup
+        = u"Backup is in progress. Wait till it is complete to begin the backup on this machine."_s;
     const QList<BackupNowCase> cases {
-        {"nobody logged in",
-         false,
-         {},
-         {},
-         false,
-         1,
-         u"Please login to the Corvane and configure a backup set"_s},
+        {"nobody logged in", false, {}, {}, false, 1, noLogin},
         {"logged in", true, {}, {}, false, 0, queued},
-        {"own interactive backup",
-         true,
-         u"acct"_s,
-         {},
-         false,
-         1,
-         u"Backup is in progress. Wait till it is complete to begin the backup on this machine."_s},
+        {"own interactive backup", true, u"acct"_s, {}, false, 1, ownBackup},
         {"another user's interactive backup", true, u"bob"_s, {}, false, 0, queued},
         {"immediate job queued", true, {}, u"2"_s, true, 1, already},
         {"stop pending", true, {}, u"3"_s, true, 1, already},
@@ -139,9 +133,7 @@ TEST_F(Commands, BackupNowTakesTheMenuItemsDecisionAndPrintsItsMessage)
 
 TEST_F(Commands, StatusFromTheFilesWhenNoMonitorRuns)
 {
-    const QJsonObject empty
-        = QJsonDocument::fromJson(lumenctl({u"status"_s, u"--json"_s}).output).object();
-    EXPECT_EQ(empty,
+    EXPECT_EQ(status(),
               (QJsonObject {{u"source"_s, u"files"_s},
                             {u"loggedInUser"_s, u""_s},
                             {u"schedulerState"_s, u"0"_s},
@@ -165,17 +157,16 @@ TEST_F(Commands, StatusFromTheFilesWhenNoMonitorRuns)
     daily.setScheduleTime(QDateTime::currentDateTime().addDays(1));
     ScheduleArchive::save({running, daily});
 
-    const QJsonObject status
-        = QJsonDocument::fromJson(lumenctl({u"status"_s, u"--json"_s}).output).object();
-    EXPECT_EQ(status[u"loggedInUser"_s], u"acct"_s);
-    EXPECT_EQ(status[u"schedulerState"_s], u"2"_s);
-    EXPECT_EQ(status[u"schedulerEnabled"_s], false);
-    EXPECT_EQ(status[u"paused"_s], true);
-    EXPECT_EQ(status[u"backupInProgress"_s], true);
-    EXPECT_EQ(status[u"runningJob"_s][u"user"_s], u"ann"_s);
-    EXPECT_TRUE(status[u"runningJob"_s][u"progress"_s].isNull());
-    EXPECT_EQ(status[u"nextJob"_s][u"user"_s], u"bob"_s);
-    EXPECT_EQ(status[u"nextJob"_s][u"frequencyString"_s], u"Daily"_s);
+    const QJsonObject fromFiles = status();
+    EXPECT_EQ(fromFiles[u"loggedInUser"_s], u"acct"_s);
+    EXPECT_EQ(fromFiles[u"schedulerState"_s], u"2"_s);
+    EXPECT_EQ(fromFiles[u"schedulerEnabled"_s], false);
+    EXPECT_EQ(fromFiles[u"paused"_s], true);
+    EXPECT_EQ(fromFiles[u"backupInProgress"_s], true);
+    EXPECT_EQ(fromFiles[u"runningJob"_s][u"user"_s], u"ann"_s);
+    EXPECT_TRUE(fromFiles[u"runningJob"_s][u"progress"_s].isNull());
+    EXPECT_EQ(fromFiles[u"nextJob"_s][u"user"_s], u"bob"_s);
+    EXPECT_EQ(fromFiles[u"nextJob"_s][u"frequencyString"_s], u"Daily"_s);
 
     const QByteArray text = lumenctl({u"status"_s}).output;
     for (const char *line :
@@ -197,14 +188,11 @@ TEST_F(Commands, StatusFromTheRunningMonitorOverTheBus)
     ASSERT_TRUE(waitUntil([&] {
         return QDBusConnection::sessionBus().interface()->isServiceRegistered(service).value();
     })) << "the monitor did not come up";
-    const QJsonObject live
-        = QJsonDocument::fromJson(lumenctl({u"status"_s, u"--json"_s}).output).object();
+    const QJsonObject live = status();
     EXPECT_EQ(live[u"source"_s], u"monitor"_s);
     EXPECT_EQ(live[u"loggedInUser"_s], u"acct"_s);
     EXPECT_FALSE(live[u"toolTip"_s].toString().isEmpty()) << "what only the running monitor knows";
-    const QJsonObject files
-        = QJsonDocument::fromJson(lumenctl({u"status"_s, u"--json"_s, u"--files"_s}).output)
-              .object();
+    const QJsonObject files = status({u"--files"_s});
     EXPECT_EQ(files[u"source"_s], u"files"_s);
     EXPECT_FALSE(files.contains(u"toolTip"_s));
     const QTemporaryDir otherRoot; // the running monitor watches another root: not asked

@@ -1,15 +1,17 @@
 #include "app/CorvaneMonitorController.h"
 #include "app/DesktopServices.h"
-#include "product/FilePathAPIs.h"
 #include "app/MonitorScripting.h"
 #include "ipc/MessageSendingModule.h"
 #include "platform/Clock.h"
 #include "platform/PropertyList.h"
 #include "platform/SystemInfo.h"
+#include "product/FilePathAPIs.h"
 #include "scheduler/CorvaneSchedulerController.h"
 #include "scheduler/ScheduleArchive.h"
 #include "scheduler/SchedulerState.h"
 #include "support/FakeAlertPresenter.h"
+#include "support/FakeDesktop.h"
+#include "support/LoginDetails.h"
 #include "support/TestEnvironment.h"
 
 #include <QDBusConnection>
@@ -32,15 +34,6 @@
 using namespace Qt::StringLiterals;
 
 namespace {
-
-class NoDesktop : public DesktopServices
-{
-public:
-    bool openUrl(const QUrl &) override { return false; }
-    bool launchApplication(const QString &) override { return false; }
-    bool launchApplicationNamed(const QString &) override { return false; }
-    void runCommandLine(const QString &) override {}
-};
 
 // A child process of the product, on the test's root, home and bus.
 class Child
@@ -75,10 +68,8 @@ class EndToEndTest : public ::testing::Test
 protected:
     void SetUp() override
     {
-        PropertyList::writeDictionary(BrandPaths::loginDetails(),
-                                      {{u"CorvaneUsername"_s, u"ann@example.com"_s}, {u"Username"_s, u"ann"_s}});
-        const QString set = CorvaneSchedulerController::pathForApplicationFile(14).replace(u"%@"_s, u"ann@example.com"_s);
-        PropertyList::write(set, QVariantList{u"/Users/ann/Documents"_s}, PropertyList::Format::Xml);
+        writeLogin({{u"CorvaneUsername"_s, u"ann@example.com"_s}, {u"Username"_s, u"ann"_s}},
+                   u"ann@example.com"_s);
     }
 
     int statusOfOnlyRecord()
@@ -90,7 +81,7 @@ protected:
     TestEnvironment env;
     QTemporaryDir runtime;
     FakeAlertPresenter alerts;
-    NoDesktop desktop;
+    FakeDesktop desktop;
     QNetworkAccessManager network;
 };
 
@@ -104,8 +95,6 @@ TEST_F(EndToEndTest, BackupNowRunsThroughTheEngineAndAStopCancelsTheNextRun)
 
     monitor.backupNow();
     ASSERT_EQ(ScheduleArchive::load().records.size(), 1);
-    EXPECT_EQ(ScheduleArchive::load().records.first().frequency(), 0);
-    EXPECT_EQ(env.readFile(SchedulerState::path()), QByteArray("2"));
     const CorvaneScheduleItem queued = *monitor.newSchedule();
     EXPECT_FALSE(monitor.scheduler()->isItemCompleted(queued));
 
@@ -160,7 +149,6 @@ TEST_F(EndToEndTest, BackupNowChosenInTheRunningMonitorRunsThroughTheEngine)
 
     ASSERT_TRUE(waitUntil([&] { return ScheduleArchive::load().records.size() == 1; }))
         << "the monitor queued no record";
-    EXPECT_EQ(ScheduleArchive::load().records.first().frequency(), 0);
     EXPECT_TRUE(waitUntil([&] { return monitorToolTip().startsWith(u"Backing up ann@example.com"_s); }, 15000))
         << "the engine's progress did not reach the monitor: " << monitorToolTip().toStdString();
     EXPECT_TRUE(waitUntil([&] { return ScheduleArchive::load().records.isEmpty(); }, 15000));

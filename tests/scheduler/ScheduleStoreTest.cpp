@@ -1,4 +1,5 @@
 #include "SchedulerFixture.h"
+#include "support/LoginDetails.h"
 
 #include "platform/PropertyList.h"
 #include "product/StringTable.h"
@@ -405,12 +406,8 @@ TEST_F(ScheduleStoreTest, AReloadThatChangesNothingLeavesTheFileAlone)
 
 TEST_F(ScheduleStoreTest, BackupNowTakesItsDestinationFromTheSeveralComputersState)
 {
-    PropertyList::writeDictionary(
-        CorvaneSchedulerController::pathForApplicationFile(2),
-        {{u"CorvaneUsername"_s, u"ann@example.com"_s}, {u"Username"_s, u"ann"_s}});
-    PropertyList::write(CorvaneSchedulerController::pathForApplicationFile(14).replace(
-                            u"%@"_s, u"ann@example.com"_s),
-                        QVariantList {u"/Users/ann/Documents"_s}, PropertyList::Format::Xml);
+    writeLogin({{u"CorvaneUsername"_s, u"ann@example.com"_s}, {u"Username"_s, u"ann"_s}},
+               u"ann@example.com"_s);
     const struct {
         QVariantMap entry;
         QString destination;

@@ -36,8 +36,6 @@ TEST(AlertLayout, LinesAreCountedIn70CharacterPieces)
     EXPECT_EQ(AlertLayout::calculateTotalLinesFromText(QString(70, u'x')), 1);
     EXPECT_EQ(AlertLayout::growthForExtraLines(0), 0);
     EXPECT_EQ(AlertLayout::growthForExtraLines(-2), 0);
-    EXPECT_EQ(AlertLayout::growthForExtraLines(3), 54);
-    EXPECT_EQ(AlertLayout::buttonShiftForExtraLines(3), 81);
     EXPECT_EQ(AlertLayout::defaultImageName(true), u"Corvane_Portable.icns"_s);
     EXPECT_EQ(AlertLayout::defaultImageName(false), u"Stelloa_Portable.icns"_s);
 }
@@ -143,29 +141,28 @@ TEST_F(AlertPaneTest, ASecondPaneHidesTheFirst)
     EXPECT_EQ(AlertPaneWindowController::current(), &second);
 }
 
-TEST_F(AlertPaneTest, NonModalPanesTellTheDelegateWhichButton)
+TEST_F(AlertPaneTest, ModalPanesReturnTheButtonPressedOthersTellTheDelegate)
 {
-    for (const int result : {AlertPresenter::kDefault, AlertPresenter::kAlternate, AlertPresenter::kOther}) {
-        Clicks clicks;
-        AlertPaneWindowController pane(kThree, &clicks);
-        pane.displayMessage(u"Pick one"_s, u"Title"_s, false);
-        EXPECT_FALSE(pane.isModal());
-        pane.button(result)->click();
-        EXPECT_EQ(clicks.results, QList<int>{result});
-        EXPECT_FALSE(pane.isVisible());
-        EXPECT_EQ(pane.result(), result);
-    }
-}
-
-TEST_F(AlertPaneTest, ModalPanesReturnTheButtonPressed)
-{
-    for (const int result : {AlertPresenter::kDefault, AlertPresenter::kAlternate, AlertPresenter::kOther}) {
-        Clicks clicks;
-        AlertPaneWindowController pane(kThree, &clicks);
-        QTimer::singleShot(0, &pane, [&] { pane.button(result)->click(); });
-        EXPECT_EQ(pane.displayMessage(u"Sure?"_s, u"Title"_s, true), result);
-        EXPECT_TRUE(clicks.results.isEmpty()) << "a modal pane answers by its result, not the delegate";
-        EXPECT_FALSE(pane.isVisible());
+    for (const bool modal : {false, true}) {
+        for (const int result :
+             {AlertPresenter::kDefault, AlertPresenter::kAlternate, AlertPresenter::kOther}) {
+            SCOPED_TRACE(modal ? "modal" : "not modal");
+            Clicks clicks;
+            AlertPaneWindowController pane(kThree, &clicks);
+            if (modal) {
+                QTimer::singleShot(0, &pane, [&] { pane.button(result)->click(); });
+                EXPECT_EQ(pane.displayMessage(u"Sure?"_s, u"Title"_s, true), result);
+                EXPECT_TRUE(clicks.results.isEmpty())
+                    << "a modal pane answers by its result, not the delegate";
+            } else {
+                pane.displayMessage(u"Pick one"_s, u"Title"_s, false);
+                EXPECT_FALSE(pane.isModal());
+                pane.button(result)->click();
+                EXPECT_EQ(clicks.results, QList<int> {result});
+                EXPECT_EQ(pane.result(), result);
+            }
+            EXPECT_FALSE(pane.isVisible());
+        }
     }
 }
 

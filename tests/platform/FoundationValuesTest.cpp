@@ -43,6 +43,7 @@ TEST(FoundationValues, StringsReadAsNumbersByTheirLeadingDigits)
 TEST(FoundationValues, VariantsOfEveryPropertyListKind)
 {
     EXPECT_TRUE(boolValue(1));
+    EXPECT_TRUE(boolValue(u"YES"_s)) << "strings go through the text rules";
     EXPECT_TRUE(boolValue(0.5));
     EXPECT_FALSE(boolValue(QVariantMap()));
     EXPECT_FALSE(boolValue(QVariant()));

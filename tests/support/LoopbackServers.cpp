@@ -43,7 +43,7 @@ quint16 freeLoopbackPort()
     return probe.serverPort();
 }
 
-bool waitForPort(quint16 port, int ms)
+static bool waitForPort(quint16 port, int ms)
 {
     QElapsedTimer timer;
     timer.start();

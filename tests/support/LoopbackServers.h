@@ -39,4 +39,3 @@ private:
 };
 
 quint16 freeLoopbackPort();
-bool waitForPort(quint16 port, int ms);

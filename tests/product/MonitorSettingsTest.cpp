@@ -20,6 +20,10 @@ TEST(PortParam, ThePortFileOr443)
 
 TEST(PreferencesForUser, DefaultsEntryWithCdpAndSeveralComputersState)
 {
+    {
+        TestEnvironment second(u"stelloa"_s);
+        EXPECT_EQ(MonitorSettings::defaultsDomain(), u"com.halvern.StelloaLumenMonitor"_s);
+    }
     TestEnvironment env;
     EXPECT_EQ(MonitorSettings::defaultsDomain(), u"com.halvern.CorvaneLumenMonitor"_s);
     UserDefaults defaults(MonitorSettings::defaultsDomain());
@@ -41,12 +45,6 @@ TEST(PreferencesForUser, DefaultsEntryWithCdpAndSeveralComputersState)
 
     const QVariantMap carol = MonitorSettings::getPreferencesSettingForUser(u"carol"_s);
     EXPECT_TRUE(carol.isEmpty()) << "no defaults, no CDP file, no several-computers entry";
-}
-
-TEST(PreferencesForUser, TheSecondBrandUsesItsOwnDomain)
-{
-    TestEnvironment env(u"stelloa"_s);
-    EXPECT_EQ(MonitorSettings::defaultsDomain(), u"com.halvern.StelloaLumenMonitor"_s);
 }
 
 } // namespace

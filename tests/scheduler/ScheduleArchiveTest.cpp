@@ -218,25 +218,19 @@ TEST_F(ScheduleArchiveTest, ReadsAnArchiveFromAnIndependentWriter)
     ASSERT_EQ(contents.state, ScheduleArchive::State::Readable);
     ASSERT_EQ(contents.records.size(), 1);
     const CorvaneScheduleItem &r = contents.records.first();
-    EXPECT_EQ(r.scheduleType(), 0);
-    EXPECT_EQ(r.frequency(), 4);
-    EXPECT_EQ(r.status(), 2);
     // 785548800 s after 2001-01-01 UTC is 2025-11-23 00:00:00 UTC; the fraction is dropped.
-    EXPECT_EQ(r.scheduleTime(), QDateTime(QDate(2025, 11, 23), QTime(0, 0, 0), Qt::UTC));
-    EXPECT_EQ(r.destination(), u"Backups on the NAS"_s);
-    EXPECT_EQ(r.username(), u"carol"_s);
-    EXPECT_EQ(r.corvaneUserName(), u"carol"_s);
+    const QDateTime time(QDate(2025, 11, 23), QTime(0, 0, 0), Qt::UTC);
+    EXPECT_EQ((QVariantList {r.scheduleType(), r.frequency(), r.status(), r.scheduleTimeSettings(),
+                             r.scheduleTime()}),
+              (QVariantList {0, 4, 2, 1, time}));
+    EXPECT_EQ((QStringList {r.destination(), r.username(), r.corvaneUserName(), r.emailids()}),
+              (QStringList {u"Backups on the NAS"_s, u"carol"_s, u"carol"_s, u""_s}));
+    EXPECT_EQ((QList<bool> {r.displayDesktopNotification(), r.shouldStartMissedScheduleBackup(),
+                            r.sendEmailNotification(), r.isUseSSL(), r.sendLogExtract(),
+                            r.notifyOnFailure(), r.isAutoSyncEnabled()}),
+              (QList<bool> {true, true, false, true, true, false, true}));
     EXPECT_TRUE(r.password().isNull()) << "UID 0 is nil";
-    EXPECT_EQ(r.emailids(), u""_s);
-    EXPECT_TRUE(r.displayDesktopNotification());
-    EXPECT_TRUE(r.shouldStartMissedScheduleBackup());
-    EXPECT_FALSE(r.sendEmailNotification());
-    EXPECT_TRUE(r.isUseSSL());
-    EXPECT_EQ(r.scheduleTimeSettings(), 1);
     EXPECT_FALSE(r.selectedDaysForSchedule().has_value()) << "no day list: nil, not empty";
-    EXPECT_TRUE(r.sendLogExtract());
-    EXPECT_FALSE(r.notifyOnFailure());
-    EXPECT_TRUE(r.isAutoSyncEnabled());
 }
 
 TEST_F(ScheduleArchiveTest, MissingKeysKeepNothingOfTheDefaults)

@@ -9,21 +9,16 @@ using ScheduleItemTest = SchedulerFixture;
 TEST_F(ScheduleItemTest, ANewRecordIsADailyBackupStartingNow)
 {
     const CorvaneScheduleItem item(clock);
-    EXPECT_EQ(item.scheduleType(), 0);
-    EXPECT_EQ(item.frequency(), 2);
-    EXPECT_EQ(item.status(), 0);
-    EXPECT_EQ(item.scheduleTime(), clock.now());
-    EXPECT_EQ(item.destination(), u"My Corvane"_s);
-    EXPECT_EQ(item.username(), u"None"_s);
-    EXPECT_EQ(item.corvaneUserName(), u"None"_s);
-    EXPECT_EQ(item.emailids(), u""_s);
-    EXPECT_FALSE(item.isUseSSL());
-    EXPECT_FALSE(item.isBackupNow());
+    const QVariantList defaults {
+        item.scheduleType(),      item.frequency(),   item.status(),          item.scheduleTime(),
+        item.destination(),       item.username(),    item.corvaneUserName(), item.emailids(),
+        item.isUseSSL(),          item.isBackupNow(), item.frequencyString(), item.statusString(),
+        item.scheduleTypeString()};
+    EXPECT_EQ(defaults,
+              (QVariantList {0, 2, 0, clock.now(), u"My Corvane"_s, u"None"_s, u"None"_s, u""_s,
+                             false, false, u"Daily"_s, u""_s, u"Backup"_s}));
     ASSERT_TRUE(item.selectedDaysForSchedule().has_value());
     EXPECT_TRUE(item.selectedDaysForSchedule()->isEmpty());
-    EXPECT_EQ(item.frequencyString(), u"Daily"_s);
-    EXPECT_EQ(item.statusString(), u""_s);
-    EXPECT_EQ(item.scheduleTypeString(), u"Backup"_s);
 }
 
 TEST_F(ScheduleItemTest, TheSslSetterTakesTextAndOnlyYesCounts)

@@ -295,7 +295,7 @@ TEST_P(MonitorControllerTest, ScheduleDetailsOpenOnceWhenTheFailCountAsks)
 TEST_P(MonitorControllerTest, RunningProcessCountsAndTheLaunchItem)
 {
     // Nothing on this machine runs the web-management helper; the temporary files are removed.
-    EXPECT_EQ(controller->isApplicationRunning(u"sleep"_s), 0);
+    EXPECT_EQ(controller->isApplicationRunning(u"no-such-helper-4711"_s), 0);
     EXPECT_TRUE(QDir::temp().entryList({u"*_sl"_s, u"*_id_sl"_s}).isEmpty());
     controller->isApplicationLaunched();
     EXPECT_TRUE(controller->itemWithTag(CorvaneMonitorController::LaunchApplicationTag)->isEnabled());

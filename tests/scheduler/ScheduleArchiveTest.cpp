@@ -252,7 +252,6 @@ TEST_F(ScheduleArchiveTest, BadArchivesGiveAnEmptyListAndATraceLine)
         const char *name;
         QByteArray bytes;
     } cases[] = {
-        {"empty", QByteArray()},
         {"truncated", good.left(good.size() / 2)},
         {"garbage", QByteArray(300, '\x7f')},
         {"Schedules is not an array", KeyedArchive::archive({{u"Schedules"_s, u"nope"_s}})},

@@ -395,6 +395,13 @@ ArchivedObject CorvaneScheduleItem::toArchivedObject() const
 std::optional<CorvaneScheduleItem>
 CorvaneScheduleItem::fromArchivedObject(const ArchivedObject &object, QString *error)
 {
+    // The platform's unarchiver makes an instance of the archived class: another class (a date,
+    // a newer engine's object) is no schedule record, whatever keys it holds.
+    if (!object.isKindOf(u"CorvaneScheduleItem"_s)) {
+        if (error)
+            *error = u"an object of class %1 is not a schedule record"_s.arg(object.className());
+        return std::nullopt;
+    }
     FieldReader in(object);
     CorvaneScheduleItem item; // nothing of the defaults: a missing key stays 0, NO or nil
     item.m_scheduleType = in.integer(Key::scheduleType);

@@ -4,6 +4,7 @@
 #include "product/StringTable.h"
 #include "scheduler/CorvaneSchedulerController.h"
 
+#include <QDir>
 #include <QFile>
 #include <QTemporaryDir>
 
@@ -70,6 +71,11 @@ QVariantList undecodableElements(const Clock &clock)
                 return QVariant::fromValue(object);
             }(),
             QVariantList {QVariant::fromValue(fullRecord(clock).toArchivedObject())},
+            [&] { // the record's keys under another class: the platform would make that class
+                ArchivedObject object = fullRecord(clock).toArchivedObject();
+                object.classes = QStringList {u"NSDate"_s, u"NSObject"_s};
+                return QVariant::fromValue(object);
+            }(),
             u"a stray string"_s};
 }
 
@@ -292,6 +298,21 @@ TEST_F(ScheduleArchiveTest, UndecodableElementsAreKeptAndWrittenBackInPlace)
         EXPECT_EQ(canonical(back.at(i)), canonical(asWritten.at(i))) << "element " << i;
     EXPECT_EQ(contents.undecodable.first().reason,
               u"\"frequency\" holds a value of the wrong kind"_s);
+}
+
+// Inputs the fuzzer found: what was decoded writes back to the same list.
+TEST_F(ScheduleArchiveTest, FuzzFindingsWriteBackToTheSameList)
+{
+    const QDir findings(fixturePath(u"fuzz-findings/schedule_decode"_s));
+    const QStringList files = findings.entryList(QDir::Files);
+    ASSERT_FALSE(files.isEmpty());
+    for (const QString &name : files) {
+        const ScheduleArchive::Contents first = ScheduleArchive::decode(readRealFile(findings.filePath(name)));
+        const ScheduleArchive::Contents again
+            = ScheduleArchive::decode(ScheduleArchive::encode(first.records, first.undecodable));
+        EXPECT_EQ(again.records.size(), first.records.size()) << name.toStdString();
+        EXPECT_EQ(again.undecodable.size(), first.undecodable.size()) << name.toStdString();
+    }
 }
 
 TEST_F(ScheduleArchiveTest, ADamagedArchiveIsTracedOncePerVersionOfTheFile)

@@ -294,9 +294,14 @@ TEST_P(MonitorControllerTest, ScheduleDetailsOpenOnceWhenTheFailCountAsks)
 
 TEST_P(MonitorControllerTest, RunningProcessCountsAndTheLaunchItem)
 {
-    // Nothing on this machine runs the web-management helper; the temporary files are removed.
+    // Nothing on this machine runs the web-management helper; the temporary files are removed
+    // (from a temporary folder of this test's own: neighbouring tests make the same names).
+    const QTemporaryDir temp;
+    const QByteArray previous = qgetenv("TMPDIR");
+    qputenv("TMPDIR", QFile::encodeName(temp.path()));
     EXPECT_EQ(controller->isApplicationRunning(u"no-such-helper-4711"_s), 0);
-    EXPECT_TRUE(QDir::temp().entryList({u"*_sl"_s, u"*_id_sl"_s}).isEmpty());
+    EXPECT_TRUE(QDir(temp.path()).isEmpty());
+    qputenv("TMPDIR", previous);
     controller->isApplicationLaunched();
     EXPECT_TRUE(controller->itemWithTag(CorvaneMonitorController::LaunchApplicationTag)->isEnabled());
 }

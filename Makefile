@@ -24,7 +24,7 @@ build: deps $(BUILD)/build.ninja
 	cmake --build $(BUILD) -j $(JOBS)
 
 test: build
-	$(TEST_ENV) ctest --test-dir $(BUILD) --output-on-failure -j $(JOBS)
+	$(TEST_ENV) ctest --test-dir $(BUILD) --output-on-failure --timeout 300 -j $(JOBS)
 
 $(ASAN_BUILD)/build.ninja:
 	cmake -S . -B $(ASAN_BUILD) -G Ninja -DCMAKE_BUILD_TYPE=Debug -DLUMEN_SANITIZE=ON $(CMAKE_ARGS)
@@ -32,7 +32,7 @@ $(ASAN_BUILD)/build.ninja:
 asan: deps $(ASAN_BUILD)/build.ninja
 	cmake --build $(ASAN_BUILD) -j $(JOBS)
 	ASAN_OPTIONS=detect_leaks=1:abort_on_error=1 UBSAN_OPTIONS=print_stacktrace=1 \
-	  $(TEST_ENV) ctest --test-dir $(ASAN_BUILD) --output-on-failure -j $(JOBS)
+	  $(TEST_ENV) ctest --test-dir $(ASAN_BUILD) --output-on-failure --timeout 300 -j $(JOBS)
 
 $(FUZZ_BUILD)/build.ninja:
 	cmake -S . -B $(FUZZ_BUILD) -G Ninja -DCMAKE_BUILD_TYPE=RelWithDebInfo \

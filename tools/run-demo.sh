@@ -20,16 +20,9 @@ trap cleanup EXIT INT TERM
 
 virtual=no
 if [ -z "${DISPLAY:-}" ]; then
-  export DISPLAY=:93
-  Xvfb "$DISPLAY" -screen 0 900x520x24 -nolisten tcp >/dev/null 2>&1 &
-  pids+=($!)
-  sleep 1
-  xsetroot -solid '#35506b' 2>/dev/null || true
-  trayer --edge top --align right --widthtype request --height 24 --transparent false \
-         --tint 0xe8e8e8 >/dev/null 2>&1 &
-  pids+=($!)
+  source "$(dirname "$0")/virtual-display.sh"
+  start_virtual_display :93 900x520
   virtual=yes
-  sleep 1
 fi
 
 export HOME=$home XDG_RUNTIME_DIR=$demo/runtime

@@ -1,66 +1,45 @@
 #include "CorvaneMonitorController.h"
 
 #include "DesktopServices.h"
+#include "MonitorAccount.h"
+#include "MonitorFiles.h"
+#include "prefs/PreferencesPanes.h"
+#include "WebManagement.h"
 #include "product/FilePathAPIs.h"
 #include "product/MonitorSettings.h"
 #include "product/StringTable.h"
 #include "logging/SLLogger.h"
-#include "net/SynchronousWrapper.h"
 #include "notify/AlertPresenter.h"
-#include "platform/AtomicFile.h"
+#include "notify/JobResultNotifier.h"
+#include "platform/DesktopNotifications.h"
 #include "platform/Clock.h"
 #include "platform/DistributedNotificationCenter.h"
-#include "platform/FoundationValues.h"
+#include "platform/MinuteTimer.h"
 #include "platform/Paths.h"
 #include "platform/PropertyList.h"
-#include "platform/ShellCommand.h"
+#include "platform/SleepWatcher.h"
 #include "platform/SystemInfo.h"
 #include "platform/UserDefaults.h"
 #include "platform/Workspace.h"
+#include "prefs/UserPreferences.h"
 #include "scheduler/CorvaneSchedulerController.h"
 #include "scheduler/NextRunCalculator.h"
 #include "scheduler/ScheduleArchive.h"
 #include "scheduler/SchedulerState.h"
 #include "platform/StringFormat.h"
-#include "util/StringExtensions.h"
 
-#include <QDir>
 #include <QFile>
 #include <QFileInfo>
-#include <QNetworkAccessManager>
 #include <QTimer>
 
 using namespace Qt::StringLiterals;
 
+using namespace MonitorFiles;
+
 namespace {
 
-constexpr int kApplicationStatusKind = 5;
-constexpr int kExecNameKind = 6;
-constexpr int kExecPathKind = 7;
-constexpr int kSchedulerProgressKind = 30;
-constexpr int kFailCountKind = 31;
-constexpr int kRefreshIntervalMs = 60 * 1000;
-
-const QString kPauseTitle = u"Pause the scheduled job"_s;
-const QString kResumeTitle = u"Resume the scheduled job"_s;
-const QString kEnableAllTitle = u"Enable all scheduled jobs"_s;
-const QString kDisableAllTitle = u"Disable all scheduled jobs"_s;
-
-bool corvane()
-{
-    return FilePathAPIs::isCorvaneApplication();
-}
-
-QString readText(const QString &path)
-{
-    const QString text = stelloaExtension::loadStringFromFile(path);
-    return text.isNull() ? u""_s : text;
-}
-
-void writeText(const QString &path, const QString &text)
-{
-    AtomicFile::write(path, text.toUtf8());
-}
+const QString kUpgradeIcon = u"CorvaneUpgradeMenuIcon"_s;
+const QString kBlinkIcon = u"Portable_tray1"_s;
 
 } // namespace
 
@@ -68,7 +47,19 @@ CorvaneMonitorController::CorvaneMonitorController(const MonitorServices &servic
     : QObject(parent)
     , m_services(services)
 {
+    MonitorAccount::Services account{services.clock, services.desktop, services.network,
+                                     [this](const QString &name) { return isApplicationRunning(name); }};
+    m_account = std::make_unique<MonitorAccount>(account);
+    // The helper is looked for by its path in the process table's command lines: the process list
+    // of the other platform shows paths, this one's short names only.
+    m_webManagement = std::make_unique<WebManagement>(WebManagement::Services{
+        [](const QString &helper) { return Workspace::countCommandLinesWith(Paths::current().resolve(helper)); },
+        [this](const QString &message) { displayWindowWithAlertMsg(message); }});
     createMenus();
+    if (services.notificationWindow) {
+        m_notificationDisplayController = std::make_unique<DisplayController>(services.notificationWindow);
+        m_notificationDisplayController->setDelegate(this);
+    }
 }
 
 CorvaneMonitorController::~CorvaneMonitorController()
@@ -98,15 +89,27 @@ void CorvaneMonitorController::createMenus()
     const bool a = corvane();
     addItem(m_statusMenu, BackupNowTag, u"Backup Now"_s, &CorvaneMonitorController::backupNow);
     addItem(m_statusMenu, ShowProgressTag, u"Show Progress"_s, &CorvaneMonitorController::showProgress);
+    addItem(m_statusMenu, ShowStatusTag, u"Account Status"_s, &CorvaneMonitorController::showStatusWindow);
     addItem(m_statusMenu, ManageSchedulesTag, u"Scheduled Jobs"_s, nullptr);
     addItem(m_statusMenu, LaunchApplicationTag, a ? u"Launch Corvane"_s : u"Launch Stelloa for Mac"_s,
             &CorvaneMonitorController::launchApplication);
-    addItem(m_statusMenu, WebManagementTag, u"Web Management"_s, nullptr)->setEnabled(false);
+    QAction *remoteManage = addItem(m_statusMenu, WebManagementTag, u"Remote Manage"_s, nullptr);
+    remoteManage->setCheckable(true);
+    remoteManage->setEnabled(false);
+    connect(remoteManage, &QAction::triggered, this, [this, remoteManage] { webManagement(remoteManage); });
+    MonitorAccount *account = m_account.get();
+    connect(addItem(m_statusMenu, AccountHomeTag, u"My Account"_s, nullptr), &QAction::triggered, account,
+            &MonitorAccount::launchWeb);
     if (a) {
-        addItem(m_statusMenu, UpgradeTag, u"Upgrade Account"_s, nullptr);
-        addItem(m_statusMenu, ReferTag, u"Refer a Friend"_s, nullptr);
-        addItem(m_statusMenu, BuySpaceTag, u"Buy More Space"_s, nullptr);
+        connect(addItem(m_statusMenu, UpgradeTag, u"Upgrade Storage"_s, nullptr), &QAction::triggered, account,
+                [account] { account->upgradeAccount(); });
+        connect(addItem(m_statusMenu, ReferTag, u"Refer a Friend"_s, nullptr), &QAction::triggered, account,
+                &MonitorAccount::referCorvaneCall);
+        connect(addItem(m_statusMenu, ChangePasswordTag, u"Change Password"_s, nullptr), &QAction::triggered,
+                account, &MonitorAccount::changePassword);
     }
+    connect(addItem(m_statusMenu, PreferencesTag, u"Preferences…"_s, nullptr), &QAction::triggered, this,
+            [this] { OpenPreferences(); });
     addItem(m_statusMenu, OnlineHelpTag, u"Online Help"_s, &CorvaneMonitorController::onlineHelp);
     addItem(m_statusMenu, UpdateSoftwareTag, u"Check for Updates"_s, &CorvaneMonitorController::updateSoftware);
     addItem(m_statusMenu, QuitTag, u"Quit"_s, nullptr);
@@ -136,10 +139,28 @@ QAction *CorvaneMonitorController::itemWithTag(int tag) const
 
 void CorvaneMonitorController::awakeFromNib()
 {
+    m_desktopNotifications = std::make_unique<DesktopNotifications>(brandName(), u"lumen-monitor"_s);
+    m_jobResultNotifier = std::make_unique<JobResultNotifier>(m_desktopNotifications.get());
+    connect(m_jobResultNotifier.get(), &JobResultNotifier::backupNowRequested, this, &CorvaneMonitorController::backupNow);
+    connect(m_jobResultNotifier.get(), &JobResultNotifier::upgradeRequested, this,
+            qOverload<const QString &>(&CorvaneMonitorController::upgradeAccount));
+    connect(m_jobResultNotifier.get(), &JobResultNotifier::viewLogRequested, this, [this](const QString &log) {
+        m_services.desktop->openUrl(QUrl::fromLocalFile(Paths::current().resolve(log)));
+    });
+    m_notifications = std::make_unique<DistributedNotificationCenter>();
+    m_notifications->addObserver(u"CorvanePortableOpenPreferencesNotification"_s,
+                                 [this](const QString &, const QString &object, const QVariantMap &) {
+                                     OpenPreferences(object);
+                                 });
+    m_notifications->addObserver(u"CorvanePortableDisablePreferencesNotification"_s,
+                                 [this](auto &&...) { disablePreferences(); });
+    m_notifications->addObserver(u"CorvanePortableEnablePreferencesNotification"_s,
+                                 [this](auto &&...) { enablePreferences(); });
     UserDefaults defaults(MonitorSettings::defaultsDomain());
     defaults.setObject(50, u"NSInitialToolTipDelay"_s);
     defaults.setObject(true, u"AppleShowAllFiles"_s);
     defaults.synchronize();
+    initialzePreferences();
 
     if (m_services.connectChannel) {
         m_channel = std::make_unique<MessageSendingModule>();
@@ -149,34 +170,55 @@ void CorvaneMonitorController::awakeFromNib()
                                    stringWithFormat(u"CorvanePortableAM%@%@"_s, {id, login}));
         m_channel->sendIPCMessage(u""_s, 3, true); // announce the monitor
     }
+    if (QFileInfo::exists(Paths::current().resolve(BrandPaths::loginDetails()))) {
+        m_mUserDetails = loginDetails();
+        reloadPreferences();
+        m_mSessionLogScheduledBackup.clear();
+    }
     trace(u"Start of awakeFromNib"_s);
     setStatusImage(SLLocalizedString(u"ApplicationIcon"_s));
+    m_mPreviouslyLoggedInUser = setWebManagementState();
     setToolTip(brandName());
+    // The plan's items are right from the start, not only once the preferences are enabled.
+    updatePlanItems(m_mUserDetails.value(u"CorvaneUsername"_s).toString());
     m_isRestoreProgress = false;
     m_isOperationInProgress = false;
     setHide(true);
     createScheduler();
     trace(u"Exit of awakeFromNib"_s);
 
-    m_notifications = std::make_unique<DistributedNotificationCenter>();
+    m_notifications->addObserver(u"AddCDPItem"_s, [this](auto &&...) { addCdpItem(); });
+    m_notifications->addObserver(u"RemoveCDPItem"_s, [this](auto &&...) { removeCdpItem(); });
     m_notifications->addObserver(u"ShowRestoreProgress"_s, [this](auto &&...) { enableShowProgress(); });
     m_notifications->addObserver(u"HideRestoreProgress"_s, [this](auto &&...) { hideShowProgress(); });
 
-    // A one-shot launch request from the main application: the windows it names come with the
-    // preferences; the request is used up either way.
+    // A one-shot launch request from the main application, used up either way.
     const QString launch = BrandPaths::launchRequest();
     if (QFileInfo::exists(Paths::current().resolve(launch))) {
-        trace(u"Launch request: "_s + readText(launch));
+        const QString request = readText(launch);
+        trace(u"Launch request: "_s + request);
+        if (request == "DisablePreferencesNotification"_L1)
+            disablePreferences();
+        OpenPreferences(request == "DisablePreferencesNotification"_L1 ? QString() : request);
         QFile::remove(Paths::current().resolve(launch));
     }
+    if (m_mUserDetails.isEmpty())
+        disablePreferences();
     if (readText(BrandPaths::schedulerStatus()) == "0"_L1)
         itemWithTag(EnableDisableAllTag)->setText(kEnableAllTitle);
 
-    m_refreshTimer = new QTimer(this);
-    m_refreshTimer->setInterval(kRefreshIntervalMs);
-    connect(m_refreshTimer, &QTimer::timeout, this, &CorvaneMonitorController::refresh);
+    // The refresh must see every minute of the wall clock (the cut-off is an exact minute), also
+    // across a sleep, which the timer's own clock does not count.
+    m_refreshTimer = new MinuteTimer(*m_services.clock, this);
+    connect(m_refreshTimer, &MinuteTimer::timeout, this, &CorvaneMonitorController::checkForTotalQuota);
     m_refreshTimer->start();
-    refresh();
+    m_sleepWatcher = new SleepWatcher(QDBusConnection::systemBus(), this);
+    connect(m_sleepWatcher, &SleepWatcher::resumed, this, [this] {
+        trace(u"Resumed from sleep: refreshing at once"_s);
+        m_refreshTimer->start();
+        checkForTotalQuota();
+    });
+    checkForTotalQuota();
 }
 
 void CorvaneMonitorController::createScheduler()
@@ -195,283 +237,63 @@ QString CorvaneMonitorController::loggedInUser() const
     return loginDetails().value(corvane() ? u"CorvaneUsername"_s : u"Username"_s).toString();
 }
 
-QString CorvaneMonitorController::throttleFile() const
-{
-    const QString user = loggedInUser();
-    const QString key = isNexaUser(user) ? u"BandwidthThrottleFilePathForNexa"_s : u"BandwidthThrottleFilePath"_s;
-    return stringByStandardizingPath(stringWithFormat(SLLocalizedString(key), {user}));
-}
-
-bool CorvaneMonitorController::isNexaUser(const QString &user) const
-{
-    const QString path = stringByStandardizingPath(stringWithFormat(SLLocalizedString(u"NexaUserDetails"_s), {user}));
-    return QFileInfo::exists(Paths::current().resolve(path));
-}
-
-bool CorvaneMonitorController::shouldExecuteBackup()
-{
-    const QString statusPath = FilePathAPIs::pathForApplicationFile(kApplicationStatusKind);
-    if (!QFileInfo::exists(Paths::current().resolve(statusPath)))
-        AtomicFile::write(statusPath, QByteArray());
-    const QVariantMap status = PropertyList::readDictionary(statusPath);
-    if (!status.contains(u"Interactive"_s) || status.value(u"Interactive"_s).toString() != loggedInUser())
-        return true;
-    m_services.alerts->displayMessage(
-        u"Backup is in progress. Wait till it is complete to begin the backup on this machine."_s,
-        SLLocalizedString(u"ApplicationName"_s), {SLLocalizedString(u"OK"_s), QString(), QString()}, true);
-    return false;
-}
-
-void CorvaneMonitorController::backupNow()
-{
-    if (!shouldExecuteBackup())
-        return;
-    if (m_scheduler->corvaneSchedulerDetailsForAllUsers().isEmpty())
-        SchedulerState::remove();
-    QString state = SchedulerState::read();
-    m_mSchedulerStateStr = state;
-    if (m_newSchedule && state == "0"_L1) {
-        m_isCondifugeredBackupNowItem = false;
-        m_newSchedule.reset();
-    }
-    if (state != "0"_L1) {
-        displayWindowWithAlertMsg(u"Immediate schedule has already been scheduled. Please try after it completes."_s);
-        return;
-    }
-    if (m_isCondifugeredBackupNowItem)
-        return;
-    m_newSchedule = m_scheduler->backupNow();
-    if (!m_newSchedule) {
-        // A record that could not be saved is no login problem: say what kept it from the file.
-        const ScheduleArchive::SaveResult &save = m_scheduler->lastSaveResult();
-        displayWindowWithAlertMsg(save.status == ScheduleArchive::SaveResult::Status::Failed
-                                      ? save.message
-                                      : u"Please login to the Corvane and configure a backup set"_s);
-        return;
-    }
-    m_isCondifugeredBackupNowItem = true;
-    m_mSchedulerStateStr = u"2"_s;
-    SchedulerState::write(u"2"_s);
-}
-
-void CorvaneMonitorController::displayWindowWithAlertMsg(const QString &message)
-{
-    const bool a = corvane();
-    // One in-progress window, refilled on each click rather than stacked.
-    m_services.alerts->displayInWindow(u"in-progress"_s, message, a ? u"Corvane Lumen"_s : u"Stelloa Lumen"_s,
-                                       {SLLocalizedString(u"OK"_s), QString(), QString()},
-                                       a ? u"Corvane_Portable"_s : u"Stelloa_Portable"_s);
-}
-
-bool CorvaneMonitorController::isBackupInProgress() const
-{
-    const QVariantMap status = PropertyList::readDictionary(FilePathAPIs::pathForApplicationFile(kApplicationStatusKind));
-    if (status.contains(u"Interactive"_s) && status.value(u"Interactive"_s).toString() == loggedInUser())
-        return true;
-    if (!status.contains(u"Schedule"_s))
-        return false;
-    const QString scheduled = status.value(u"Schedule"_s).toString();
-    for (const CorvaneScheduleItem &record : ScheduleArchive::load().records) {
-        if (record.corvaneUserName() == scheduled)
-            return true;
-    }
-    return false;
-}
-
-void CorvaneMonitorController::showProgress()
-{
-    if (!isBackupInProgress() && !m_isRestoreProgress) {
-        displayWindowWithAlertMsg(u"No backup operation is in progress"_s);
-        return;
-    }
-    trace(u"Start of showProgress: In MonitorController"_s);
-    if (m_notifications)
-        m_notifications->post(u"ShowInteractiveBackupProgress"_s);
-    writeText(FilePathAPIs::pathForApplicationFile(kSchedulerProgressKind), u"1"_s);
-    trace(u"Exit of showProgress: In MonitorController"_s);
-}
-
-void CorvaneMonitorController::pauseResume(QAction *sender)
-{
-    if (!sender || sender->data().toInt() != PauseResumeTag)
-        return;
-    const QString throttle = throttleFile();
-    const QString folder = stringByDeletingLastPathComponent(throttle);
-    const QString saved = stringByAppendingPathComponent(folder, u"CVThrottleB.txt"_s);
-    if (sender->text().toLower().contains(u"pause"_s)) {
-        setPauseState(true);
-        sender->setText(kResumeTitle);
-        setStatusImage(u"CorvanePauseMenuIcon"_s);
-        m_mCurrentThrottleValue = readText(throttle);
-        writeText(throttle, u"-1"_s); // "-1": send nothing
-        writeText(saved, u"-1"_s);
-        return;
-    }
-    sender->setText(kPauseTitle);
-    setPauseState(false);
-    setStatusImage(SLLocalizedString(u"ApplicationIcon"_s));
-    writeText(throttle, m_mCurrentThrottleValue);
-    writeText(saved, m_mCurrentThrottleValue);
-}
-
-void CorvaneMonitorController::setPauseState(bool paused)
-{
-    const QString folder = stringByDeletingLastPathComponent(throttleFile());
-    writeText(stringByAppendingPathComponent(folder, u"pause.txt"_s), paused ? u"1"_s : u"0"_s);
-}
-
-void CorvaneMonitorController::updatePauseStatus()
-{
-    setHide(!isBackupInProgress());
-    const QString folder = stringByDeletingLastPathComponent(throttleFile());
-    const bool paused = readText(stringByAppendingPathComponent(folder, u"pause.txt"_s)) == "1"_L1;
-    itemWithTag(PauseResumeTag)->setText(paused ? kResumeTitle : kPauseTitle);
-}
-
-void CorvaneMonitorController::setHide(bool)
-{
-    // Only the position where the pause item belongs is kept; the flag is not consulted.
-    m_spItemIndex = corvane() ? 8 : 6;
-}
-
-void CorvaneMonitorController::removeAllSchedules(QAction *sender)
-{
-    if (!sender)
-        return;
-    const bool disable = sender->text() == kDisableAllTitle;
-    sender->setText(disable ? kEnableAllTitle : kDisableAllTitle);
-    writeText(BrandPaths::schedulerStatus(), disable ? u"0"_s : u"1"_s);
-    refresh();
-}
-
-void CorvaneMonitorController::cancelBackupFromSubmenu()
-{
-    m_scheduler->stopSchedulerSubmenu();
-}
-
-void CorvaneMonitorController::manageSchedules()
-{
-    trace(u"Start of manageSchedules: In MonitorController"_s);
-    m_scheduler->showSchedulerMainWindow();
-    m_scheduler->corvaneInitializeSchedulerSettings();
-    trace(u"Exit of manageSchedules: In MonitorController"_s);
-}
-
-void CorvaneMonitorController::enableDisableManageSubMenus()
-{
-    const bool running = m_scheduler->isScheduleBackupInProgress();
-    itemWithTag(PauseResumeTag)->setEnabled(running);
-    itemWithTag(CancelScheduledTag)->setEnabled(running);
-}
-
-void CorvaneMonitorController::displayScheduleDetails()
-{
-    const QString user = loginDetails().value(corvane() ? u"CorvaneUsername"_s : u"StelloaUserName"_s).toString();
-    if (user.isEmpty())
-        return;
-    const QString path = stringWithFormat(FilePathAPIs::pathForApplicationFile(kFailCountKind), {user});
-    QVariantMap failCount = PropertyList::readDictionary(path);
-    if (!FoundationValues::boolValue(failCount.value(u"ViewScheduleDetails"_s)))
-        return;
-    manageSchedules();
-    failCount.insert(u"ViewScheduleDetails"_s, false);
-    PropertyList::writeDictionary(path, failCount);
-}
-
-int CorvaneMonitorController::isApplicationRunning(const QString &name) const
-{
-    const QString stamp = m_services.clock->now().toString(u"MM-dd-yyyy-HH-mm-ss"_s);
-    const QString temp = QDir::tempPath();
-    const QString idFile = temp + u'/' + stamp + u"_id_sl"_s;
-    const QString psFile = temp + u'/' + stamp + u"_sl"_s;
-    // Scratch files of the system's temporary folder: not product paths.
-    const auto readScratch = [](const QString &path) -> std::optional<QString> {
-        QFile file(path);
-        if (!file.open(QIODevice::ReadOnly))
-            return std::nullopt;
-        return QString::fromUtf8(file.readAll());
-    };
-    ShellCommand::run(stringWithFormat(u"id -u \"%@\" > %@"_s, {SystemInfo::loginName(), idFile}));
-    const QString uid = readScratch(idFile).value_or(QString()).trimmed();
-    ShellCommand::run(stringWithFormat(u"ps -U %d | grep %@ > %@"_s, {uid.toInt(), name, psFile}));
-    const std::optional<QString> output = readScratch(psFile);
-    QFile::remove(idFile);
-    QFile::remove(psFile);
-    if (!output)
-        return -1;
-    const QString helper = corvane() ? u"/Applications/Corvane/CVWebManagement.app/Contents/MacOS/CVWebManagement"_s
-                                     : u"/Applications/StelloaforMac/SLWebManagement.app/Contents/MacOS/SLWebManagement"_s;
-    return int(output->split(helper).size()) - 1;
-}
-
-void CorvaneMonitorController::isApplicationLaunched()
-{
-    // Read from the process table directly: this runs on every refresh.
-    const bool running = Workspace::isApplicationRunning(corvane() ? u"Corvane"_s : u"StelloaforMac"_s);
-    itemWithTag(LaunchApplicationTag)->setEnabled(!running);
-}
-
-void CorvaneMonitorController::resetMonitorUI()
-{
-    setToolTip(brandName());
-    setStatusImage(corvane() ? u"Portable_tray1"_s : u"trayicon"_s);
-}
-
-void CorvaneMonitorController::launchApplication()
-{
-    if (!m_services.desktop->launchApplication(FilePathAPIs::pathForApplicationFile(kExecPathKind)))
-        m_services.desktop->launchApplicationNamed(FilePathAPIs::pathForApplicationFile(kExecNameKind));
-}
-
-void CorvaneMonitorController::onlineHelp()
-{
-    m_services.desktop->openUrl(QUrl(SLLocalizedString(u"HelpSiteURL"_s)));
-}
-
-void CorvaneMonitorController::updateSoftware()
-{
-    const bool a = corvane();
-    QUrl url(SLLocalizedString(u"UpdateServiceURL"_s) + u"/cgi-bin/check_version_upgrades_slwin_new.cgi"_s);
-    const QString version = StringTable::shared().info().value(u"CFBundleVersion"_s).toString();
-    url.setQuery(stringWithFormat(a ? u"appln=CorvaneLumenMac&version=%@"_s : u"appln=StelloaLumenMac&version=%@"_s,
-                                  {version}));
-    SynchronousWrapper wrapper(m_services.network);
-    std::optional<NetworkError> error;
-    const QString reply
-        = QString::fromUtf8(wrapper.sendSynchronousRequest(URLRequest::get(url, m_services.networkTimeoutMs), &error));
-    if (error)
-        return; // a transport error shows nothing
-    const QString name = a ? u"Corvane Lumen"_s : u"Stelloa Lumen"_s;
-    const QString image = a ? u"Corvane_Portable"_s : u"Stelloa_Portable"_s;
-    if (reply.startsWith(u'Y')) {
-        const int answer = m_services.alerts->displayMessage(
-            u"Do you want to upgrade to the latest version of %1?"_s.arg(name), name, {u"Yes"_s, u"No"_s, QString()},
-            true, image);
-        if (answer == AlertPresenter::kDefault) {
-            const QString path = a ? u"/downloads/lumen/CorvaneLumen.dmg"_s : u"/slwin/downloads/lumen/StelloaLumen.dmg"_s;
-            m_services.desktop->openUrl(QUrl(SLLocalizedString(u"WebSiteURL"_s) + path));
-        }
-    } else if (reply.startsWith(u'N')) {
-        m_services.alerts->displayMessage(
-            u"The latest version of %1 is already installed on your computer."_s.arg(name), name,
-            {SLLocalizedString(u"OK"_s), QString(), QString()}, true, image);
-    }
-}
-
-void CorvaneMonitorController::refresh()
+void CorvaneMonitorController::checkForTotalQuota()
 {
     if (!m_scheduler)
         return;
     enableDisableManageSubMenus();
+    updateQuotaState();
     displayScheduleDetails();
+    // A user who logged out or changed: the previous user's helper is quitted, once per change
+    // rather than every minute. Nobody logged in: nobody's helper is started.
+    const QString lastLogin = setWebManagementState();
+    if ((lastLogin.isEmpty() || lastLogin != m_mPreviouslyLoggedInUser) && m_lastSeenLogin != lastLogin)
+        m_webManagement->webManagementQuit(true, false, m_mPreviouslyLoggedInUser);
+    m_lastSeenLogin = lastLogin;
+    if (!lastLogin.isEmpty())
+        m_mPreviouslyLoggedInUser = lastLogin;
+    itemWithTag(WebManagementTag)->setChecked(
+        !lastLogin.isEmpty() && m_webManagement->checkWebmanagementState(m_mPreviouslyLoggedInUser));
+    runWebManagementCommands();
+    checkCDP();
+    m_account->triggerCutOffBackup();
     updatePauseStatus();
     isApplicationLaunched();
     if (m_newSchedule && m_scheduler->isItemCompleted(*m_newSchedule)) {
         m_newSchedule.reset();
         m_isCondifugeredBackupNowItem = false;
     }
-    if (m_scheduler->isScheduleBackupInProgress())
-        return; // the engine's own progress lines are the tool tip meanwhile
+}
+
+void CorvaneMonitorController::updateQuotaState()
+{
+    const std::optional<bool> exceeded = corvane() ? m_account->isQuotaExceeded(loggedInUser()) : std::nullopt;
+    if (exceeded.value_or(false)) {
+        if (m_isMonitorClickedAfterQuotaExceed) {
+            stopBlinking();
+            setStatusImage(kUpgradeIcon);
+        } else if (!isBlinking()) {
+            m_blinkingTimer = new QTimer(this);
+            connect(m_blinkingTimer, &QTimer::timeout, this, &CorvaneMonitorController::blinkStatusImageOnQuotaExceed);
+            m_blinkingTimer->start(kBlinkIntervalMs);
+        }
+        setToolTip(u"You have exceeded the allocated quota limit. For further backups you have to upgrade your "
+                   "account. Click the 'Upgrade Storage' menu item to upgrade your Corvane account"_s);
+        return;
+    }
+    // Back to the normal icon only from the quota's: a paused job keeps its own icon. The blinking
+    // lasts only while the quota is exceeded, and a later excess blinks again.
+    const bool showedQuota = isBlinking() || m_statusImage == kUpgradeIcon;
+    stopBlinking();
+    m_isMonitorClickedAfterQuotaExceed = false;
+    if (showedQuota)
+        setStatusImage(SLLocalizedString(u"ApplicationIcon"_s));
+    if (!m_scheduler->isScheduleBackupInProgress())
+        updateScheduleToolTip(); // the engine's own progress lines are the tool tip meanwhile
+}
+
+void CorvaneMonitorController::updateScheduleToolTip()
+{
     if (readText(BrandPaths::schedulerStatus()) == "0"_L1) {
         setToolTip(u"You have disabled all your scheduled job(s)"_s);
         return;
@@ -482,6 +304,85 @@ void CorvaneMonitorController::refresh()
         setToolTip(stringWithFormat(u"Your next scheduled backup will start on %@"_s, {next->scheduleTimeString()}));
     else if (m_toolTip != brandName())
         setToolTip(u"You have no scheduled jobs"_s); // the brand's name says as much until then
+}
+
+void CorvaneMonitorController::blinkStatusImageOnQuotaExceed()
+{
+    setStatusImage(m_statusImage == kUpgradeIcon ? kBlinkIcon : kUpgradeIcon);
+}
+
+bool CorvaneMonitorController::isBlinking() const
+{
+    return m_blinkingTimer != nullptr;
+}
+
+void CorvaneMonitorController::stopBlinking()
+{
+    delete m_blinkingTimer;
+    m_blinkingTimer = nullptr;
+}
+
+void CorvaneMonitorController::statusItemClicked()
+{
+    if (isBlinking())
+        m_isMonitorClickedAfterQuotaExceed = true;
+    checkForTotalQuota();
+}
+
+QString CorvaneMonitorController::setWebManagementState()
+{
+    const QVariantMap lastLogin = m_account->getActiveUserDetails();
+    const QString user = lastLogin.value(corvane() ? u"CorvaneUsername"_s : u"StelloaUserName"_s).toString();
+    itemWithTag(WebManagementTag)->setEnabled(!user.isEmpty());
+    return user;
+}
+
+void CorvaneMonitorController::updatePlanItems(const QString &user)
+{
+    m_account->getPlanForUser(user);
+    const bool planUser = m_account->isBusinessUser() || m_account->isPersonalUser();
+    for (const int tag : {UpgradeTag, ReferTag, ChangePasswordTag}) {
+        if (QAction *item = itemWithTag(tag))
+            item->setVisible(!planUser);
+    }
+}
+
+void CorvaneMonitorController::showJobResult(const QVariantMap &details)
+{
+    m_mSessionLogScheduledBackup = details.value(u"SessionLogPath"_s).toString();
+    trace(u"Job finished: "_s + m_mSessionLogScheduledBackup);
+    if (m_notificationDisplayController) {
+        const bool business = details.value(u"AccountType"_s).toString() == "Business"_L1;
+        m_notificationDisplayController->displayDesktopNotfn(false, business, details);
+    }
+    if (m_jobResultNotifier)
+        m_jobResultNotifier->showJobResult(details);
+}
+
+void CorvaneMonitorController::showStatusWindow()
+{
+    if (!m_notificationDisplayController)
+        return;
+    QVariantMap details = m_account->constructDetailsforDesktopNotificationWindowForUser(
+        m_account->getActiveUserDetails().value(u"CorvaneUsername"_s).toString());
+    const std::optional<CorvaneScheduleItem> next
+        = NextRunCalculator(*m_services.clock).nextScheduledItem(ScheduleArchive::load().records);
+    details.insert(u"NextScheduledItem"_s, next ? next->scheduleTimeString() : u""_s);
+    if (m_isOperationInProgress)
+        details.insert(u"StatusMessage"_s, u"Scheduled backup is in progress"_s);
+    m_notificationDisplayController->displayDesktopNotfn(true, m_account->isBusinessUser(), details);
+}
+
+void CorvaneMonitorController::upgradeAccount(const QString &user)
+{
+    // The window names the account it shows; without a name, the last login's.
+    m_account->upgradeAccount(user.isEmpty() ? std::nullopt : std::optional<QString>(user));
+}
+
+void CorvaneMonitorController::openLogfile()
+{
+    if (!m_mSessionLogScheduledBackup.isEmpty())
+        m_services.desktop->openUrl(QUrl::fromLocalFile(Paths::current().resolve(m_mSessionLogScheduledBackup)));
 }
 
 QString CorvaneMonitorController::brandName()
@@ -532,7 +433,7 @@ void CorvaneMonitorController::handleMessage(const QVariantList &message, bool f
         m_isOperationInProgress = payload.toString() == "Start"_L1;
         trace(u"Operation "_s + payload.toString());
         if (!m_isOperationInProgress)
-            refresh();
+            checkForTotalQuota();
         break;
     case 5:
     case 6:
@@ -544,7 +445,10 @@ void CorvaneMonitorController::handleMessage(const QVariantList &message, bool f
             trace(u"Refused a command line from a program other than the companion application"_s);
         break;
     case 1:
-        trace(u"Job finished: "_s + payload.toMap().value(u"SessionLogPath"_s).toString());
+        if (payload.typeId() == QMetaType::QVariantMap)
+            showJobResult(payload.toMap());
+        else
+            trace(u"Ignored a job result that is not a dictionary"_s);
         break;
     default:
         break; // types the monitor does not know are ignored

@@ -1,6 +1,10 @@
 #pragma once
 
 #include "ipc/MessageSendingModule.h"
+#include "notify/DisplayController.h"
+#include "prefs/CVTabViewController.h"
+#include "prefs/GeneralViewController.h"
+#include "prefs/User.h"
 #include "scheduler/CorvaneScheduleItem.h"
 
 #include <QAction>
@@ -14,9 +18,16 @@ class AlertPresenter;
 class Clock;
 class CorvaneSchedulerController;
 class DesktopServices;
+class DesktopNotifications;
 class DistributedNotificationCenter;
+class JobResultNotifier;
+class MinuteTimer;
+class MonitorAccount;
+class PreferencesPanes;
 class QNetworkAccessManager;
 class QTimer;
+class SleepWatcher;
+class WebManagement;
 
 // What the monitor needs from outside; tests hand in fakes.
 struct MonitorServices
@@ -27,25 +38,32 @@ struct MonitorServices
     QNetworkAccessManager *network = nullptr;
     bool connectChannel = true; // take the monitor's end of the message channel
     int networkTimeoutMs = 20000; // the update check gives up after this long without a byte
+    NotificationWindowPresenter *notificationWindow = nullptr; // none: no notification window
+    PreferencesWindowPresenter *preferencesWindow = nullptr;   // none: no preferences window
 };
 
 // The status item's behaviour: its menu (actions identified by tag), tool tip and icon, job
 // control, and the messages of the companion application. Views render the actions and forward
 // clicks; nothing here knows of widgets.
-class CorvaneMonitorController : public QObject, public MessageSendingModuleDelegate
+class CorvaneMonitorController : public QObject,
+                                 public MessageSendingModuleDelegate,
+                                 public DisplayControllerDelegate,
+                                 public PreferencesWindowDelegate,
+                                 public GeneralViewDelegate
 {
     Q_OBJECT
 public:
     enum Tag {
-        UpgradeTag = 100, ReferTag = 101, BuySpaceTag = 102,
+        UpgradeTag = 100, ReferTag = 101, ChangePasswordTag = 102,
         WebManagementTag = 310, CdpTag = 320,
         ManageSchedulesTag = 2013,
         PauseItemTag = 3712,
         PauseResumeTag = 9122013, CancelScheduledTag = 9132013, EnableDisableAllTag = 9142013,
         // Items without a fixed tag in the product: numbered here for the views and tests.
         BackupNowTag = 1, ShowProgressTag = 2, LaunchApplicationTag = 3, OnlineHelpTag = 4,
-        UpdateSoftwareTag = 5, ViewSchedulesTag = 6, QuitTag = 7,
+        UpdateSoftwareTag = 5, ViewSchedulesTag = 6, QuitTag = 7, AccountHomeTag = 8, ShowStatusTag = 9, PreferencesTag = 10,
     };
+    static constexpr int kBlinkIntervalMs = 500;
 
     CorvaneMonitorController(const MonitorServices &services, QObject *parent = nullptr);
     ~CorvaneMonitorController() override;
@@ -64,6 +82,19 @@ public:
     CorvaneSchedulerController *scheduler() const { return m_scheduler.get(); }
     bool isOperationInProgress() const { return m_isOperationInProgress; }
     std::optional<CorvaneScheduleItem> newSchedule() const { return m_newSchedule; }
+    MonitorAccount *account() const { return m_account.get(); }
+    WebManagement *webManagement() const { return m_webManagement.get(); }
+    // The login details read at start or on enablePreferences; empty when nobody is logged in.
+    QVariantMap mUserDetails() const { return m_mUserDetails; }
+    // The account record the preference panes work on, and the name shown in their title bar.
+    QString userNameLabel() const;
+    // The title of the pane the preferences window shows; empty while the window is closed.
+    QString shownPreferencesPane() const;
+    PreferencesPanes *preferencesPanes() const { return m_panes.get(); }
+    void setPreferencesWindow(PreferencesWindowPresenter *window) { m_services.preferencesWindow = window; }
+    QString mPreviouslyLoggedInUser() const { return m_mPreviouslyLoggedInUser; }
+    QString mSessionLogScheduledBackup() const { return m_mSessionLogScheduledBackup; }
+    bool isBlinking() const;
 
     // ---- menu actions -----------------------------------------------------------------------
     void backupNow();
@@ -71,10 +102,39 @@ public:
     void pauseResume(QAction *sender);
     void removeAllSchedules(QAction *sender);
     void cancelBackupFromSubmenu();
+    // Remote Manage chosen: turns web management off, or on (asking first on a support machine).
+    void webManagement(QAction *item);
+
+    // ---- continuous data protection --------------------------------------------------------------
+    void addCdpItem();
+    void removeCdpItem();
+    // The CDP item (and the general pane, through cdpStateChanged) in step with the state file.
+    void checkCDP();
+    // The CDP item or the general pane's box chosen (`item` null from the pane).
+    void ContinuousDataProtectionSelected(QAction *item);
+    void onCDPYesButton();
+    void onCDPNoButton();
+    bool isMagicFileExists() const;
     void manageSchedules();
     void launchApplication();
     void onlineHelp();
-    void updateSoftware();
+    // The user opened the status menu: a quota warning counts as seen and stops blinking.
+    void statusItemClicked();
+    // Opens the session log of the last scheduled backup.
+    void openLogfile() override;
+    void upgradeAccount(const QString &user) override;
+    // From the preferences window and its general pane.
+    void upgradeAccount() override;
+    void changePassword() override;
+    void updateSoftware() override;
+    void SaveSetting() override;
+    void openProductPage() override;
+    void ContinuousDataProtectionSelected() override;
+    void sendIPCMessage(const QVariant &payload, int type, bool runInThread) override;
+    // The account's status in the notification window.
+    void showStatusWindow();
+    DisplayController *notificationDisplayController() const { return m_notificationDisplayController.get(); }
+    JobResultNotifier *jobResultNotifier() const { return m_jobResultNotifier.get(); }
     void enableShowProgress() { m_isRestoreProgress = true; }
     void hideShowProgress() { m_isRestoreProgress = false; }
 
@@ -97,8 +157,23 @@ public:
     void enableDisableManageSubMenus();
     void displayScheduleDetails();
     void displayWindowWithAlertMsg(const QString &message);
-    // The periodic refresh: menus, pause state, tool tip, and the run-now record's end.
-    void refresh();
+    // The periodic refresh, at the start of every minute and on waking from sleep: menus, quota,
+    // tool tip, the cut-off of a running backup, pause state, and the run-now record's end.
+    void checkForTotalQuota();
+    void blinkStatusImageOnQuotaExceed();
+    // Enables "Remote Manage" when the last login names a user; that name, or "".
+    QString setWebManagementState();
+
+    // ---- the logged-in account and the preferences window ------------------------------------
+    void initialzePreferences();
+    // The window, on the pane an object of "ViewExclude" names.
+    void OpenPreferences(const QString &object = QString());
+    // The window closes: every pane keeps what was edited.
+    void windowWillClose();
+    void reloadPreferences();
+    bool setUserAndProxyToObject(User &user) const;
+    void enablePreferences();
+    void disablePreferences();
     int spItemIndex() const { return m_spItemIndex; }
 
     void didReceiveIPCMessage(const IncomingMessage &message) override;
@@ -108,10 +183,22 @@ Q_SIGNALS:
     void statusImageChanged(const QString &imageName);
     void alertMessageRequested(const QString &title, const QString &imageName, const QString &message);
     void quitRequested();
+    // Items were inserted into or removed from the status menu.
+    void statusMenuChanged();
+    // Continuous protection is on or off for the logged-in user now.
+    void cdpStateChanged(bool on);
 
 private:
     static QString brandName();
     void createMenus();
+    void updateQuotaState();
+    void showJobResult(const QVariantMap &details);
+    void updateScheduleToolTip();
+    void updatePlanItems(const QString &user);
+    void stopBlinking();
+    bool isCdpOnForLoggedInUser() const;
+    // Runs the stop and start of the web-management helper that the last checks asked for.
+    void runWebManagementCommands();
     QAction *addItem(QList<QAction *> &menu, int tag, const QString &title, void (CorvaneMonitorController::*action)());
     void handleMessage(const QVariantList &message, bool fromCompanion);
     void setToolTip(const QString &text);
@@ -125,7 +212,20 @@ private:
     std::unique_ptr<DistributedNotificationCenter> m_notifications;
     QList<QAction *> m_statusMenu;
     QList<QAction *> m_schedulerSubMenu;
-    QTimer *m_refreshTimer = nullptr;
+    std::unique_ptr<MonitorAccount> m_account;
+    std::unique_ptr<WebManagement> m_webManagement;
+    std::unique_ptr<DisplayController> m_notificationDisplayController;
+    std::unique_ptr<DesktopNotifications> m_desktopNotifications;
+    std::unique_ptr<JobResultNotifier> m_jobResultNotifier;
+    MinuteTimer *m_refreshTimer = nullptr;
+    SleepWatcher *m_sleepWatcher = nullptr;
+    QTimer *m_blinkingTimer = nullptr;
+    bool m_isMonitorClickedAfterQuotaExceed = false;
+    QVariantMap m_mUserDetails;
+    std::unique_ptr<PreferencesPanes> m_panes;
+    QString m_mPreviouslyLoggedInUser;
+    std::optional<QString> m_lastSeenLogin;
+    QString m_mSessionLogScheduledBackup;
     std::optional<CorvaneScheduleItem> m_newSchedule;
     bool m_isCondifugeredBackupNowItem = false;
     QString m_mSchedulerStateStr;

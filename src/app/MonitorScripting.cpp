@@ -106,6 +106,8 @@ QString MonitorScripting::Status() const
     state.insert(u"source"_s, u"monitor"_s);
     state.insert(u"root"_s, Paths::current().root()); // whose files these are
     state.insert(u"toolTip"_s, m_controller->toolTip());
+    const QString pane = m_controller->shownPreferencesPane();
+    state.insert(u"preferencesPane"_s, pane.isEmpty() ? QJsonValue() : QJsonValue(pane));
     if (state.value(u"runningJob"_s).isObject()) {
         // While a job runs the tool tip carries the engine's progress lines.
         QJsonObject job = state.value(u"runningJob"_s).toObject();

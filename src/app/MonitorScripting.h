@@ -32,7 +32,8 @@ public Q_SLOTS:
     // Chooses the enabled menu item with that tag; false when there is none.
     Q_SCRIPTABLE bool Activate(int tag);
     Q_SCRIPTABLE QString ToolTip() const;
-    // status() of this monitor as compact JSON text, with "source": "monitor".
+    // status() of this monitor as compact JSON text, with "source": "monitor", its tool tip and
+    // the preferences pane on screen ("preferencesPane", null while the window is closed).
     Q_SCRIPTABLE QString Status() const;
 
 private:

@@ -85,7 +85,11 @@ void printReadable(const QJsonObject &status, QTextStream &out)
         << u"Paused:           "_s << yesNo(status[u"paused"_s]) << u'\n' << u"Backup running:   "_s
         << yesNo(status[u"backupInProgress"_s]) << u'\n' << u"Running job:      "_s
         << job(status[u"runningJob"_s]) << u'\n' << u"Next job:         "_s
-        << job(status[u"nextJob"_s]) << u'\n' << u"(from the "_s
+        << job(status[u"nextJob"_s]) << u'\n';
+    // Only the running monitor knows its windows.
+    if (const QJsonValue pane = status[u"preferencesPane"_s]; !pane.isUndefined())
+        out << u"Preferences:      "_s << (pane.isNull() ? u"closed"_s : pane.toString() + u" pane open"_s) << u'\n';
+    out << u"(from the "_s
         << (status[u"source"_s].toString() == "monitor"_L1 ? u"running monitor"_s : u"files"_s)
         << u")\n"_s;
 }

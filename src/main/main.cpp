@@ -10,6 +10,8 @@
 #include "logging/SLBackupProgressLogger.h"
 #include "logging/SLLogger.h"
 #include "notify/views/AlertPaneWindowController.h"
+#include "notify/views/DesktopNotificationWindow.h"
+#include "prefs/views/PreferencesWindow.h"
 #include "platform/Clock.h"
 #include "platform/SystemInfo.h"
 
@@ -92,8 +94,13 @@ int main(int argc, char *argv[])
     QNetworkAccessManager network;
     SystemDesktopServices desktop;
     AlertPanePresenter alerts(FilePathAPIs::isCorvaneApplication());
+    DesktopNotificationWindow notificationWindow; // its rows are built when first shown
     MonitorServices services{&Clock::system(), &alerts, &desktop, &network, !parser.isSet(u"no-channel"_s)};
+    services.notificationWindow = &notificationWindow;
     CorvaneMonitorController controller(services);
+    PreferencesWindow preferences([&controller] { return controller.preferencesPanes(); },
+                                  [&controller] { controller.windowWillClose(); });
+    controller.setPreferencesWindow(&preferences);
     QObject::connect(&controller, &CorvaneMonitorController::quitRequested, &app, &QApplication::quit);
     controller.awakeFromNib();
 

@@ -31,5 +31,8 @@ bool isApplicationRunning(const QString &name);
 // The command (the program as started, without its arguments) of every process the user owns;
 // nullopt when the process table cannot be read. An unknown user owns no process.
 std::optional<QStringList> commandsOfUser(const QString &user);
+// How many of this user's processes have `text` in their command line (a program started by its
+// path, or a script run by an interpreter, shows the path there).
+int countCommandLinesWith(const QString &text);
 
 } // namespace Workspace

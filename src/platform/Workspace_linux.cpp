@@ -9,6 +9,7 @@
 #include <pwd.h>
 #include <sys/stat.h>
 #include <sys/vfs.h>
+#include <unistd.h>
 
 using namespace Qt::StringLiterals;
 
@@ -129,16 +130,14 @@ bool isApplicationRunning(const QString &name)
     return false;
 }
 
-std::optional<QStringList> commandsOfUser(const QString &user)
+// Each process of `uid` as its whole command line (arguments joined by blanks); nullopt
+// without a process table.
+static std::optional<QStringList> commandLinesOf(uid_t uid, bool programOnly)
 {
     const QDir proc(Paths::system(u"/proc"_s));
     if (!proc.exists())
         return std::nullopt;
     QStringList lines;
-    const struct passwd *account = ::getpwnam(QFile::encodeName(user).constData());
-    if (!account)
-        return lines;
-    const uid_t uid = account->pw_uid;
     for (const QString &entry : proc.entryList(QDir::Dirs | QDir::NoDotAndDotDot)) {
         if (!entry.at(0).isDigit())
             continue;
@@ -149,11 +148,28 @@ std::optional<QStringList> commandsOfUser(const QString &user)
         QFile cmdline(folder + u"/cmdline"_s);
         if (!cmdline.open(QIODevice::ReadOnly))
             continue; // the process ended meanwhile
-        const QByteArray command = cmdline.readAll().split('\0').value(0);
+        const QList<QByteArray> arguments = cmdline.readAll().split('\0');
+        const QByteArray command = programOnly ? arguments.value(0) : arguments.join(' ').trimmed();
         if (!command.isEmpty())
             lines.append(QString::fromLocal8Bit(command));
     }
     return lines;
+}
+
+std::optional<QStringList> commandsOfUser(const QString &user)
+{
+    const struct passwd *account = ::getpwnam(QFile::encodeName(user).constData());
+    if (!account)
+        return QDir(Paths::system(u"/proc"_s)).exists() ? std::optional<QStringList>(QStringList()) : std::nullopt;
+    return commandLinesOf(account->pw_uid, true);
+}
+
+int countCommandLinesWith(const QString &text)
+{
+    int count = 0;
+    for (const QString &line : commandLinesOf(::getuid(), false).value_or(QStringList()))
+        count += line.contains(text) ? 1 : 0;
+    return count;
 }
 
 } // namespace Workspace

@@ -12,6 +12,7 @@
 #include "support/LoginDetails.h"
 #include "support/LoopbackServers.h"
 #include "support/TestEnvironment.h"
+#include "MonitorFixture.h"
 
 #include <QCoreApplication>
 #include <QDir>
@@ -29,80 +30,6 @@ using namespace Qt::StringLiterals;
 
 namespace {
 
-// What differs between the two brands, as the tests see it.
-struct Brand
-{
-    QString id, name, launchTitle;
-    int spItemIndex;
-    QString idleImage, user, throttleFolder, execPath, execName, helpUrl, downloadUrl;
-};
-
-void PrintTo(const Brand &brand, std::ostream *out)
-{
-    *out << brand.id.toStdString();
-}
-
-const Brand kBrands[] = {
-    {u"corvane"_s, u"Corvane Lumen"_s, u"Launch Corvane"_s, 8, u"Portable_tray1"_s, u"ann@example.com"_s,
-     u"/Library/Application Support/CorvaneforMac/ann@example.com/Throttle"_s, u"/Applications/Corvane.app"_s,
-     u"Corvane"_s, u"https://help.corvane.example"_s, u"https://www.corvane.example/downloads/lumen/CorvaneLumen.dmg"_s},
-    {u"stelloa"_s, u"Stelloa Lumen"_s, u"Launch Stelloa for Mac"_s, 6, u"trayicon"_s, u"ann"_s,
-     u"/Library/Application Support/StelloaLumen/Engine/ann/Throttle"_s, u"/Applications/StelloaforMac.app"_s,
-     u"StelloaforMac"_s, u"https://help.stelloa.example"_s,
-     u"https://www.stelloa.example/slwin/downloads/lumen/StelloaLumen.dmg"_s},
-};
-
-class MonitorControllerTest : public ::testing::TestWithParam<Brand>
-{
-protected:
-    void SetUp() override { start(); }
-
-    void start(DesktopServices *desktopServices = nullptr, int networkTimeoutMs = 20000)
-    {
-        controller.reset();
-        MonitorServices services{&clock, &alerts, desktopServices ? desktopServices : &desktop, &network, false};
-        services.networkTimeoutMs = networkTimeoutMs;
-        controller = std::make_unique<CorvaneMonitorController>(services);
-        controller->awakeFromNib();
-    }
-
-    const Brand &brand() const { return GetParam(); }
-
-    // Brand A names the account "CorvaneUsername"; brand B "Username" (and "StelloaUserName").
-    void logIn(bool withBackupSet = true)
-    {
-        writeLogin({{u"CorvaneUsername"_s, u"ann@example.com"_s},
-                    {u"Username"_s, u"ann"_s},
-                    {u"StelloaUserName"_s, u"ann"_s},
-                    {u"Password"_s, u"secret"_s},
-                    {u"serverName"_s, u"storage1"_s}},
-                   withBackupSet ? brand().user : QString());
-    }
-
-    QString throttleFolder() const { return env.real(brand().throttleFolder); }
-    QByteArray fileText(const QString &real) const { return readRealFile(real, "<missing>"); }
-    CorvaneScheduleItem dailyRecord(const QString &user, QTime at = QTime(20, 0))
-    {
-        CorvaneScheduleItem daily(clock);
-        daily.setCorvaneUserName(user);
-        daily.setScheduleTime(QDateTime(QDate(2026, 11, 16), at));
-        return daily;
-    }
-    void receive(const QVariant &payload, int type, bool fromCompanion)
-    {
-        controller->didReceiveIPCMessage({{payload, QString::number(type), u"CorvanePortableAM"_s, u"CorvanePortableMA"_s},
-                                          u":1.7"_s, fromCompanion});
-        QCoreApplication::processEvents(); // handled on the main thread
-    }
-
-    TestEnvironment env{GetParam().id};
-    FixedClock clock{QDateTime(QDate(2026, 11, 16), QTime(10, 0))};
-    FakeAlertPresenter alerts;
-    FakeDesktop desktop;
-    QNetworkAccessManager network;
-    std::unique_ptr<CorvaneMonitorController> controller;
-};
-
 TEST_P(MonitorControllerTest, TheMenuAndStatusItemOfTheBrand)
 {
     for (const int tag : {310, 2013, 9122013, 9132013, 9142013})
@@ -118,21 +45,21 @@ TEST_P(MonitorControllerTest, TheMenuAndStatusItemOfTheBrand)
 TEST_P(MonitorControllerTest, TheToolTipIsTheBrandNameUntilARefreshHasSomethingToSay)
 {
     EXPECT_EQ(controller->toolTip(), brand().name);
-    controller->refresh();
+    controller->checkForTotalQuota();
     EXPECT_EQ(controller->toolTip(), brand().name) << "no schedules: nothing to say yet";
 
     CorvaneScheduleItem daily = dailyRecord(brand().user);
     ScheduleArchive::save({daily});
-    controller->refresh();
+    controller->checkForTotalQuota();
     EXPECT_EQ(controller->toolTip(), u"Your next scheduled backup will start on Mon Nov 16 2026 08:00:00 PM"_s);
     daily.setStatus(CorvaneScheduleItem::InProgress);
     ScheduleArchive::save({daily});
-    controller->refresh();
+    controller->checkForTotalQuota();
     EXPECT_TRUE(controller->itemWithTag(9122013)->isEnabled());
     EXPECT_TRUE(controller->itemWithTag(9132013)->isEnabled());
 
     ScheduleArchive::save({});
-    controller->refresh();
+    controller->checkForTotalQuota();
     EXPECT_EQ(controller->toolTip(), u"You have no scheduled jobs"_s);
     controller->resetMonitorUI();
     EXPECT_EQ(controller->toolTip(), brand().name);
@@ -364,6 +291,7 @@ TEST_P(MonitorControllerTest, MessagesOfTheCompanion)
     }
 
     // Command lines: only from the companion itself, only as text.
+    desktop.commands.clear(); // the start-up's stop of a web-management helper
     receive(u"touch /tmp/a"_s, 5, true);
     receive(u"touch /tmp/b"_s, 6, true);
     receive(u"touch /tmp/c"_s, 5, false);
@@ -482,11 +410,6 @@ TEST_P(UpdateCheckTest, ATransportErrorOrAStallShowsNothing)
     controller->updateSoftware();
     EXPECT_LT(timer.elapsed(), 5000);
     EXPECT_TRUE(alerts.shown().isEmpty());
-}
-
-std::string brandName(const ::testing::TestParamInfo<Brand> &info)
-{
-    return info.param.id.toStdString();
 }
 
 INSTANTIATE_TEST_SUITE_P(Brands, MonitorControllerTest, ::testing::ValuesIn(kBrands), brandName);

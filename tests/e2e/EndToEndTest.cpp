@@ -1,9 +1,11 @@
+#include "Child.h"
 #include "app/CorvaneMonitorController.h"
 #include "app/DesktopServices.h"
 #include "app/MonitorScripting.h"
 #include "ipc/MessageSendingModule.h"
 #include "platform/Clock.h"
 #include "platform/PropertyList.h"
+#include "platform/StringFormat.h"
 #include "platform/SystemInfo.h"
 #include "product/FilePathAPIs.h"
 #include "scheduler/CorvaneSchedulerController.h"
@@ -11,6 +13,8 @@
 #include "scheduler/SchedulerState.h"
 #include "support/FakeAlertPresenter.h"
 #include "support/FakeDesktop.h"
+#include "support/LogindStandIn.h"
+#include "support/NotificationServer.h"
 #include "support/LoginDetails.h"
 #include "support/TestEnvironment.h"
 
@@ -34,34 +38,6 @@
 using namespace Qt::StringLiterals;
 
 namespace {
-
-// A child process of the product, on the test's root, home and bus.
-class Child
-{
-public:
-    Child(const QString &program, const QStringList &arguments, const TestEnvironment &env, const QString &runtime)
-    {
-        QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
-        environment.insert(u"HOME"_s, env.home());
-        environment.insert(u"XDG_RUNTIME_DIR"_s, runtime);
-        environment.insert(u"QT_QPA_PLATFORM"_s, u"offscreen"_s);
-        m_process.setProcessEnvironment(environment);
-        m_process.start(program, QStringList{u"--root"_s, env.root()} + arguments);
-        m_process.waitForStarted();
-    }
-    ~Child()
-    {
-        if (m_process.state() != QProcess::NotRunning) {
-            m_process.terminate();
-            if (!m_process.waitForFinished(3000))
-                m_process.kill();
-        }
-    }
-    QProcess &process() { return m_process; }
-
-private:
-    QProcess m_process;
-};
 
 class EndToEndTest : public ::testing::Test
 {
@@ -219,6 +195,128 @@ TEST_F(EndToEndTest, TheMonitorGreetsItsCompanionAnswersAGreetingAndRunsOnce)
     ASSERT_TRUE(second.process().waitForFinished(10000));
     EXPECT_EQ(second.process().exitCode(), 1);
     EXPECT_TRUE(second.process().readAllStandardError().contains("already running"));
+}
+
+// The desktop's notification service and logind, as the running monitor meets them.
+class DesktopEndToEndTest : public EndToEndTest
+{
+protected:
+    void SetUp() override
+    {
+        EndToEndTest::SetUp();
+        // The monitor's system bus is the test's bus, where logind's stand-in lives.
+        qputenv("DBUS_SYSTEM_BUS_ADDRESS", qgetenv("DBUS_SESSION_BUS_ADDRESS"));
+    }
+    static bool monitorIsUp()
+    {
+        return QDBusConnection::sessionBus().interface()->isServiceRegistered(
+            MonitorScripting::serviceName(u"corvane"_s)).value();
+    }
+    // A scheduled record of the logged-in user, due now.
+    static void queueDueRecord()
+    {
+        CorvaneScheduleItem due(Clock::system());
+        due.setCorvaneUserName(u"ann@example.com"_s);
+        due.setFrequency(CorvaneScheduleItem::Daily);
+        due.setScheduleTime(QDateTime::currentDateTime().addSecs(-1));
+        ASSERT_EQ(ScheduleArchive::save({due}).status, ScheduleArchive::SaveResult::Status::Saved);
+    }
+};
+
+TEST_F(DesktopEndToEndTest, AFinishedJobReachesTheDesktopAndBackUpNowThereQueuesTheNextOne)
+{
+    NotificationServer desktopService;
+    ASSERT_TRUE(desktopService.isRunning());
+    Child monitor(QStringLiteral(MONITOR_PATH), {}, env, runtime.path());
+    ASSERT_TRUE(waitUntil(monitorIsUp)) << "the monitor did not come up";
+    Child engine(QStringLiteral(ENGINE_SIM_PATH), {u"--speed"_s, u"10"_s}, env, runtime.path());
+    queueDueRecord();
+
+    ASSERT_TRUE(waitUntil([&] { return !desktopService.notifications().isEmpty(); }, 20000))
+        << "no notification of the finished job";
+    const NotificationServer::Notification shown = desktopService.notifications().first();
+    EXPECT_EQ(shown.appName, u"Corvane Lumen"_s);
+    EXPECT_EQ(shown.summary, u"Backup completed"_s);
+    EXPECT_TRUE(shown.body.contains(u"128 files backed up"_s)) << shown.body.toStdString();
+    EXPECT_EQ(shown.actions, (QStringList{u"view-log"_s, u"View log"_s, u"backup-now"_s, u"Back up now"_s,
+                                          u"upgrade"_s, u"Upgrade"_s}))
+        << "a personal plan at 92 %";
+    ASSERT_TRUE(waitUntil([&] { return statusOfOnlyRecord() == CorvaneScheduleItem::Completed; }));
+
+    desktopService.invokeAction(shown.id, u"backup-now"_s);
+    EXPECT_TRUE(waitUntil([] {
+        const QList<CorvaneScheduleItem> records = ScheduleArchive::load().records;
+        return records.size() == 2 && records.last().frequency() == CorvaneScheduleItem::Immediate;
+    })) << "the chosen action queued no job";
+    EXPECT_TRUE(waitUntil([] { return SchedulerState::read() == "2"_L1; })) << "and told the engine";
+}
+
+// The system's time, moved on by a fixed amount: a minute's start comes when the test wants it.
+class ShiftedClock : public Clock
+{
+public:
+    explicit ShiftedClock(qint64 offsetMs) : m_offsetMs(offsetMs) {}
+    QDateTime now() const override { return QDateTime::currentDateTime().addMSecs(m_offsetMs); }
+
+private:
+    qint64 m_offsetMs;
+};
+
+TEST_F(EndToEndTest, TheRefreshAtTheStartOfTheCutOffMinuteStopsTheEnginesJob)
+{
+    // The monitor's clock stands 2.5 seconds before a minute's start: that minute is the cut-off.
+    const QDateTime real = QDateTime::currentDateTime();
+    const QDateTime shifted(real.date(), QTime(real.time().hour(), real.time().minute(), 57, 500));
+    const ShiftedClock clock(real.msecsTo(shifted));
+    const QDateTime cutOff = shifted.addMSecs(2500); // the next minute's start
+    ASSERT_TRUE(PropertyList::writeDictionary(
+        FilePathAPIs::pathForApplicationFile(32),
+        {{u"ann@example.com"_s, QVariantMap{{u"EnableCutoffTimeKey"_s, true}, {u"CutoffTimeKey"_s, cutOff}}}}));
+    CorvaneMonitorController monitor({&clock, &alerts, &desktop, &network, true});
+    monitor.awakeFromNib();
+    Child engine(QStringLiteral(ENGINE_SIM_PATH), {}, env, runtime.path()); // a run of 20 seconds
+    CorvaneScheduleItem due(Clock::system());
+    due.setCorvaneUserName(u"ann@example.com"_s);
+    due.setFrequency(CorvaneScheduleItem::Daily);
+    due.setScheduleTime(QDateTime::currentDateTime().addSecs(-1));
+    ASSERT_EQ(ScheduleArchive::save({due}).status, ScheduleArchive::SaveResult::Status::Saved);
+
+    ASSERT_TRUE(waitUntil([&] { return statusOfOnlyRecord() == CorvaneScheduleItem::InProgress; }));
+    ASSERT_LT(clock.now(), cutOff) << "the machine was too slow to start the job before the cut-off minute";
+    EXPECT_NE(env.readFile(SchedulerState::path()), QByteArray("5"));
+    EXPECT_TRUE(waitUntil([&] { return statusOfOnlyRecord() == CorvaneScheduleItem::Canceled; }, 8000))
+        << "state " << env.readFile(SchedulerState::path()).toStdString();
+    EXPECT_GE(clock.now(), cutOff) << "stopped at the cut-off minute, not before";
+}
+
+TEST_F(DesktopEndToEndTest, AResumeThatSkippedTheCutOffMinutesTimerStillStopsTheRunningJob)
+{
+    LogindStandIn logind(QDBusConnection::sessionBus());
+    ASSERT_TRUE(logind.isRunning());
+    if (QTime::currentTime().second() >= 50) // the whole test within one minute of the clock
+        waitUntil([] { return QTime::currentTime().second() < 50; }, 11000);
+    const QDateTime now = QDateTime::currentDateTime();
+    ASSERT_TRUE(PropertyList::writeDictionary(
+        FilePathAPIs::pathForApplicationFile(32),
+        {{u"ann@example.com"_s, QVariantMap{{u"EnableCutoffTimeKey"_s, true}, {u"CutoffTimeKey"_s, now}}}}));
+    Child monitor(QStringLiteral(MONITOR_PATH), {}, env, runtime.path());
+    ASSERT_TRUE(waitUntil(monitorIsUp)) << "the monitor did not come up";
+    Child engine(QStringLiteral(ENGINE_SIM_PATH), {}, env, runtime.path()); // a run of 20 seconds
+    queueDueRecord();
+    ASSERT_TRUE(waitUntil([&] { return statusOfOnlyRecord() == CorvaneScheduleItem::InProgress; }));
+    EXPECT_NE(env.readFile(SchedulerState::path()), QByteArray("5")) << "the monitor's timer waits for the next minute";
+
+    logind.prepareForSleep(false);
+    EXPECT_TRUE(waitUntil([&] { return statusOfOnlyRecord() == CorvaneScheduleItem::Canceled; }))
+        << "the engine did not stop the job; state " << env.readFile(SchedulerState::path()).toStdString();
+    QStringList logs;
+    ASSERT_TRUE(waitUntil([&] {
+        logs = QDir(env.real(u"/Library/Application Support/CorvanePortableforMac/SessionLogs/Backup"_s))
+                   .entryList(QDir::Files);
+        return logs.size() == 1;
+    })) << "the stopped run left no session log";
+    EXPECT_TRUE(env.readFile(u"/Library/Application Support/CorvanePortableforMac/SessionLogs/Backup/"_s + logs.first())
+                    .contains("Cut-off time reached"));
 }
 
 } // namespace

@@ -14,6 +14,7 @@
 #include "platform/AtomicFile.h"
 #include "platform/Clock.h"
 #include "platform/SystemInfo.h"
+#include "scheduler/NextRunCalculator.h"
 #include "scheduler/ScheduleArchive.h"
 #include "scheduler/SchedulerState.h"
 #include "platform/Paths.h"
@@ -126,11 +127,18 @@ private:
 
         const QString logPath = writeSessionLog(done, status, error);
         m_channel.sendIPCMessage(u"Terminate"_s, 4, true);
+        // A personal plan near its quota, so that every part of the notifications shows.
         QVariantMap details{{u"SessionLogPath"_s, logPath},      {u"AccountType"_s, u"Personal"_s},
                             {u"Username"_s, done.corvaneUserName()}, {u"SuccessCount"_s, u"128"_s},
                             {u"SyncFileCount"_s, u"1024"_s},     {u"FailureCount"_s, u"0"_s},
-                            {u"TotalCount"_s, u"1152"_s},        {u"StatusMessage"_s, u"Backup completed"_s}};
-        if (!error.isEmpty())
+                            {u"TotalCount"_s, u"1152"_s},        {u"PercentageQuota"_s, u"92"_s},
+                            {u"UsedQuota"_s, u"4.6 GB"_s},       {u"TotalQuota"_s, u"5 GB"_s}};
+        const std::optional<CorvaneScheduleItem> next
+            = NextRunCalculator(Clock::system()).nextScheduledItem(ScheduleArchive::load().records);
+        details.insert(u"NextScheduledItem"_s, next ? next->scheduleTimeString() : u""_s);
+        if (error.isEmpty())
+            details.insert(u"StatusMessage"_s, u"Backup completed"_s);
+        else
             details.insert(u"ErrorMessage"_s, error);
         m_channel.sendIPCMessage(details, 1, true);
         if (m_once)

@@ -9,6 +9,7 @@ Prints its port on the first line of standard output, then serves until killed.
   /trickle?ms=N 200 announcing 100,000 bytes, one byte every N ms (never idle for long)
   /cgi-bin/check_version_upgrades_slwin_new.cgi   the --update-reply text, for a well-formed query
                                                   (with --update-stall: as /stall)
+  POST /corvane/desktop/getToken  the --token-reply text; the form it got printed to standard error
 With --always-407 it plays a proxy that refuses every request with a Basic challenge and
 prints one line per attempt that carried credentials to standard error.
 """
@@ -20,6 +21,7 @@ import urllib.parse
 
 ALWAYS_407 = '--always-407' in sys.argv
 UPDATE_STALL = '--update-stall' in sys.argv
+TOKEN_REPLY = sys.argv[sys.argv.index('--token-reply') + 1].encode() if '--token-reply' in sys.argv else None
 UPDATE_REPLY = sys.argv[sys.argv.index('--update-reply') + 1].encode() if '--update-reply' in sys.argv else None
 
 
@@ -47,6 +49,9 @@ class Handler(http.server.BaseHTTPRequestHandler):
             return self.refuse_as_proxy()
         length = int(self.headers.get('Content-Length', 0))
         body = self.rfile.read(length)
+        if self.path == '/corvane/desktop/getToken' and TOKEN_REPLY is not None:
+            print('token-request', body.decode('utf-8'), file=sys.stderr, flush=True)
+            return self.reply(200, TOKEN_REPLY)
         echo = {'method': 'POST', 'path': self.path, 'contentType': self.headers.get('Content-Type'),
                 'body': body.decode('utf-8')}
         self.reply(200, json.dumps(echo).encode(), [('Content-Type', 'application/json')])

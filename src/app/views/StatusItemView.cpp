@@ -18,17 +18,10 @@ StatusItemView::StatusItemView(CorvaneMonitorController *controller, QObject *pa
 {
     for (QAction *item : controller->schedulerSubMenu())
         m_schedulerMenu->addAction(item);
-    for (QAction *item : controller->statusMenu()) {
-        const int tag = item->data().toInt();
-        if (tag == CorvaneMonitorController::QuitTag || tag == CorvaneMonitorController::OnlineHelpTag
-            || tag == CorvaneMonitorController::UpgradeTag || tag == CorvaneMonitorController::WebManagementTag)
-            m_menu->addSeparator();
-        if (tag == CorvaneMonitorController::ManageSchedulesTag)
-            item->setMenu(m_schedulerMenu);
-        m_menu->addAction(item);
-    }
-    // The menu is current whenever it opens.
-    connect(m_menu, &QMenu::aboutToShow, controller, &CorvaneMonitorController::refresh);
+    rebuildMenu();
+    connect(controller, &CorvaneMonitorController::statusMenuChanged, this, &StatusItemView::rebuildMenu);
+    // The menu is current whenever it opens, and opening it acknowledges a quota warning.
+    connect(m_menu, &QMenu::aboutToShow, controller, &CorvaneMonitorController::statusItemClicked);
     m_tray->setContextMenu(m_menu);
     m_tray->setIcon(ImageNamed::icon(controller->statusImage()));
     m_tray->setToolTip(controller->toolTip());
@@ -45,6 +38,20 @@ StatusItemView::~StatusItemView()
 {
     delete m_menu;
     delete m_schedulerMenu;
+}
+
+void StatusItemView::rebuildMenu()
+{
+    m_menu->clear();
+    for (QAction *item : m_controller->statusMenu()) {
+        const int tag = item->data().toInt();
+        if (tag == CorvaneMonitorController::QuitTag || tag == CorvaneMonitorController::OnlineHelpTag
+            || tag == CorvaneMonitorController::UpgradeTag || tag == CorvaneMonitorController::WebManagementTag)
+            m_menu->addSeparator();
+        if (tag == CorvaneMonitorController::ManageSchedulesTag)
+            item->setMenu(m_schedulerMenu);
+        m_menu->addAction(item);
+    }
 }
 
 void StatusItemView::show()

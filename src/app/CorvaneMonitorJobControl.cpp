@@ -1,0 +1,338 @@
+// The status menu's job control: backup now, progress, pause and resume, all scheduled jobs on
+// or off, the main application, help and the update check. One source of the monitor controller.
+
+#include "CorvaneMonitorController.h"
+
+#include "DesktopServices.h"
+#include "MonitorFiles.h"
+#include "WebManagement.h"
+#include "logging/SLLogger.h"
+#include "net/SynchronousWrapper.h"
+#include "notify/AlertPresenter.h"
+#include "platform/Clock.h"
+#include "platform/DistributedNotificationCenter.h"
+#include "platform/FoundationValues.h"
+#include "platform/Paths.h"
+#include "platform/PropertyList.h"
+#include "platform/ShellCommand.h"
+#include "platform/StringFormat.h"
+#include "platform/SystemInfo.h"
+#include "platform/Workspace.h"
+#include "product/StringTable.h"
+#include "scheduler/CorvaneSchedulerController.h"
+#include "scheduler/ScheduleArchive.h"
+#include "scheduler/SchedulerState.h"
+
+#include <QDir>
+#include <QFile>
+#include <QFileInfo>
+
+using namespace Qt::StringLiterals;
+using namespace MonitorFiles;
+
+namespace {
+
+constexpr int kApplicationStatusKind = 5;
+constexpr int kExecNameKind = 6;
+constexpr int kExecPathKind = 7;
+constexpr int kSchedulerProgressKind = 30;
+constexpr int kFailCountKind = 31;
+
+} // namespace
+
+QString CorvaneMonitorController::throttleFile() const
+{
+    const QString user = loggedInUser();
+    const QString key = isNexaUser(user) ? u"BandwidthThrottleFilePathForNexa"_s : u"BandwidthThrottleFilePath"_s;
+    return stringByStandardizingPath(stringWithFormat(SLLocalizedString(key), {user}));
+}
+
+bool CorvaneMonitorController::isNexaUser(const QString &user) const
+{
+    const QString path = stringByStandardizingPath(stringWithFormat(SLLocalizedString(u"NexaUserDetails"_s), {user}));
+    return QFileInfo::exists(Paths::current().resolve(path));
+}
+
+bool CorvaneMonitorController::shouldExecuteBackup()
+{
+    const QString statusPath = FilePathAPIs::pathForApplicationFile(kApplicationStatusKind);
+    if (!QFileInfo::exists(Paths::current().resolve(statusPath)))
+        AtomicFile::write(statusPath, QByteArray());
+    const QVariantMap status = PropertyList::readDictionary(statusPath);
+    if (!status.contains(u"Interactive"_s) || status.value(u"Interactive"_s).toString() != loggedInUser())
+        return true;
+    m_services.alerts->displayMessage(
+        u"Backup is in progress. Wait till it is complete to begin the backup on this machine."_s,
+        SLLocalizedString(u"ApplicationName"_s), {SLLocalizedString(u"OK"_s), QString(), QString()}, true);
+    return false;
+}
+
+void CorvaneMonitorController::backupNow()
+{
+    if (!shouldExecuteBackup())
+        return;
+    if (m_scheduler->corvaneSchedulerDetailsForAllUsers().isEmpty())
+        SchedulerState::remove();
+    QString state = SchedulerState::read();
+    m_mSchedulerStateStr = state;
+    if (m_newSchedule && state == "0"_L1) {
+        m_isCondifugeredBackupNowItem = false;
+        m_newSchedule.reset();
+    }
+    if (state != "0"_L1) {
+        displayWindowWithAlertMsg(u"Immediate schedule has already been scheduled. Please try after it completes."_s);
+        return;
+    }
+    if (m_isCondifugeredBackupNowItem)
+        return;
+    m_newSchedule = m_scheduler->backupNow();
+    if (!m_newSchedule) {
+        // A record that could not be saved is no login problem: say what kept it from the file.
+        const ScheduleArchive::SaveResult &save = m_scheduler->lastSaveResult();
+        displayWindowWithAlertMsg(save.status == ScheduleArchive::SaveResult::Status::Failed
+                                      ? save.message
+                                      : u"Please login to the Corvane and configure a backup set"_s);
+        return;
+    }
+    m_isCondifugeredBackupNowItem = true;
+    m_mSchedulerStateStr = u"2"_s;
+    SchedulerState::write(u"2"_s);
+}
+
+void CorvaneMonitorController::displayWindowWithAlertMsg(const QString &message)
+{
+    const bool a = corvane();
+    // One in-progress window, refilled on each click rather than stacked.
+    m_services.alerts->displayInWindow(u"in-progress"_s, message, a ? u"Corvane Lumen"_s : u"Stelloa Lumen"_s,
+                                       {SLLocalizedString(u"OK"_s), QString(), QString()},
+                                       a ? u"Corvane_Portable"_s : u"Stelloa_Portable"_s);
+}
+
+bool CorvaneMonitorController::isBackupInProgress() const
+{
+    const QVariantMap status = PropertyList::readDictionary(FilePathAPIs::pathForApplicationFile(kApplicationStatusKind));
+    if (status.contains(u"Interactive"_s) && status.value(u"Interactive"_s).toString() == loggedInUser())
+        return true;
+    if (!status.contains(u"Schedule"_s))
+        return false;
+    const QString scheduled = status.value(u"Schedule"_s).toString();
+    for (const CorvaneScheduleItem &record : ScheduleArchive::load().records) {
+        if (record.corvaneUserName() == scheduled)
+            return true;
+    }
+    return false;
+}
+
+void CorvaneMonitorController::showProgress()
+{
+    if (!isBackupInProgress() && !m_isRestoreProgress) {
+        displayWindowWithAlertMsg(u"No backup operation is in progress"_s);
+        return;
+    }
+    trace(u"Start of showProgress: In MonitorController"_s);
+    if (m_notifications)
+        m_notifications->post(u"ShowInteractiveBackupProgress"_s);
+    writeText(FilePathAPIs::pathForApplicationFile(kSchedulerProgressKind), u"1"_s);
+    trace(u"Exit of showProgress: In MonitorController"_s);
+}
+
+void CorvaneMonitorController::pauseResume(QAction *sender)
+{
+    if (!sender || sender->data().toInt() != PauseResumeTag)
+        return;
+    const QString throttle = throttleFile();
+    const QString folder = stringByDeletingLastPathComponent(throttle);
+    const QString saved = stringByAppendingPathComponent(folder, u"CVThrottleB.txt"_s);
+    if (sender->text().toLower().contains(u"pause"_s)) {
+        setPauseState(true);
+        sender->setText(kResumeTitle);
+        setStatusImage(u"CorvanePauseMenuIcon"_s);
+        m_mCurrentThrottleValue = readText(throttle);
+        writeText(throttle, u"-1"_s); // "-1": send nothing
+        writeText(saved, u"-1"_s);
+        return;
+    }
+    sender->setText(kPauseTitle);
+    setPauseState(false);
+    setStatusImage(SLLocalizedString(u"ApplicationIcon"_s));
+    writeText(throttle, m_mCurrentThrottleValue);
+    writeText(saved, m_mCurrentThrottleValue);
+}
+
+void CorvaneMonitorController::setPauseState(bool paused)
+{
+    const QString folder = stringByDeletingLastPathComponent(throttleFile());
+    writeText(stringByAppendingPathComponent(folder, u"pause.txt"_s), paused ? u"1"_s : u"0"_s);
+}
+
+void CorvaneMonitorController::updatePauseStatus()
+{
+    setHide(!isBackupInProgress());
+    const QString folder = stringByDeletingLastPathComponent(throttleFile());
+    const bool paused = readText(stringByAppendingPathComponent(folder, u"pause.txt"_s)) == "1"_L1;
+    itemWithTag(PauseResumeTag)->setText(paused ? kResumeTitle : kPauseTitle);
+}
+
+void CorvaneMonitorController::setHide(bool)
+{
+    // Only the position where the pause item belongs is kept; the flag is not consulted.
+    m_spItemIndex = corvane() ? 8 : 6;
+}
+
+void CorvaneMonitorController::removeAllSchedules(QAction *sender)
+{
+    if (!sender)
+        return;
+    const bool disable = sender->text() == kDisableAllTitle;
+    sender->setText(disable ? kEnableAllTitle : kDisableAllTitle);
+    writeText(BrandPaths::schedulerStatus(), disable ? u"0"_s : u"1"_s);
+    checkForTotalQuota();
+}
+
+void CorvaneMonitorController::cancelBackupFromSubmenu()
+{
+    m_scheduler->stopSchedulerSubmenu();
+}
+
+void CorvaneMonitorController::manageSchedules()
+{
+    trace(u"Start of manageSchedules: In MonitorController"_s);
+    m_scheduler->showSchedulerMainWindow();
+    m_scheduler->corvaneInitializeSchedulerSettings();
+    trace(u"Exit of manageSchedules: In MonitorController"_s);
+}
+
+void CorvaneMonitorController::enableDisableManageSubMenus()
+{
+    const bool running = m_scheduler->isScheduleBackupInProgress();
+    itemWithTag(PauseResumeTag)->setEnabled(running);
+    itemWithTag(CancelScheduledTag)->setEnabled(running);
+}
+
+void CorvaneMonitorController::displayScheduleDetails()
+{
+    const QString user = loginDetails().value(corvane() ? u"CorvaneUsername"_s : u"StelloaUserName"_s).toString();
+    if (user.isEmpty())
+        return;
+    const QString path = stringWithFormat(FilePathAPIs::pathForApplicationFile(kFailCountKind), {user});
+    QVariantMap failCount = PropertyList::readDictionary(path);
+    if (!FoundationValues::boolValue(failCount.value(u"ViewScheduleDetails"_s)))
+        return;
+    manageSchedules();
+    failCount.insert(u"ViewScheduleDetails"_s, false);
+    PropertyList::writeDictionary(path, failCount);
+}
+
+int CorvaneMonitorController::isApplicationRunning(const QString &name) const
+{
+    const QString stamp = m_services.clock->now().toString(u"MM-dd-yyyy-HH-mm-ss"_s);
+    const QString temp = QDir::tempPath();
+    const QString idFile = temp + u'/' + stamp + u"_id_sl"_s;
+    const QString psFile = temp + u'/' + stamp + u"_sl"_s;
+    // Scratch files of the system's temporary folder: not product paths.
+    const auto readScratch = [](const QString &path) -> std::optional<QString> {
+        QFile file(path);
+        if (!file.open(QIODevice::ReadOnly))
+            return std::nullopt;
+        return QString::fromUtf8(file.readAll());
+    };
+    ShellCommand::run(stringWithFormat(u"id -u \"%@\" > %@"_s, {SystemInfo::loginName(), idFile}));
+    const QString uid = readScratch(idFile).value_or(QString()).trimmed();
+    ShellCommand::run(stringWithFormat(u"ps -U %d | grep %@ > %@"_s, {uid.toInt(), name, psFile}));
+    const std::optional<QString> output = readScratch(psFile);
+    QFile::remove(idFile);
+    QFile::remove(psFile);
+    if (!output)
+        return -1;
+    const QString helper = corvane() ? u"/Applications/Corvane/CVWebManagement.app/Contents/MacOS/CVWebManagement"_s
+                                     : u"/Applications/StelloaforMac/SLWebManagement.app/Contents/MacOS/SLWebManagement"_s;
+    return int(output->split(helper).size()) - 1;
+}
+
+void CorvaneMonitorController::isApplicationLaunched()
+{
+    // Read from the process table directly: this runs on every refresh.
+    const bool running = Workspace::isApplicationRunning(corvane() ? u"Corvane"_s : u"StelloaforMac"_s);
+    itemWithTag(LaunchApplicationTag)->setEnabled(!running);
+}
+
+void CorvaneMonitorController::resetMonitorUI()
+{
+    setToolTip(brandName());
+    setStatusImage(corvane() ? u"Portable_tray1"_s : u"trayicon"_s);
+    stopBlinking();
+}
+
+void CorvaneMonitorController::launchApplication()
+{
+    if (!m_services.desktop->launchApplication(FilePathAPIs::pathForApplicationFile(kExecPathKind)))
+        m_services.desktop->launchApplicationNamed(FilePathAPIs::pathForApplicationFile(kExecNameKind));
+}
+
+void CorvaneMonitorController::onlineHelp()
+{
+    m_services.desktop->openUrl(QUrl(SLLocalizedString(u"HelpSiteURL"_s)));
+}
+
+void CorvaneMonitorController::updateSoftware()
+{
+    const bool a = corvane();
+    QUrl url(SLLocalizedString(u"UpdateServiceURL"_s) + u"/cgi-bin/check_version_upgrades_slwin_new.cgi"_s);
+    const QString version = StringTable::shared().info().value(u"CFBundleVersion"_s).toString();
+    url.setQuery(stringWithFormat(a ? u"appln=CorvaneLumenMac&version=%@"_s : u"appln=StelloaLumenMac&version=%@"_s,
+                                  {version}));
+    SynchronousWrapper wrapper(m_services.network);
+    std::optional<NetworkError> error;
+    const QString reply
+        = QString::fromUtf8(wrapper.sendSynchronousRequest(URLRequest::get(url, m_services.networkTimeoutMs), &error));
+    if (error)
+        return; // a transport error shows nothing
+    const QString name = a ? u"Corvane Lumen"_s : u"Stelloa Lumen"_s;
+    const QString image = a ? u"Corvane_Portable"_s : u"Stelloa_Portable"_s;
+    if (reply.startsWith(u'Y')) {
+        const int answer = m_services.alerts->displayMessage(
+            u"Do you want to upgrade to the latest version of %1?"_s.arg(name), name, {u"Yes"_s, u"No"_s, QString()},
+            true, image);
+        if (answer == AlertPresenter::kDefault) {
+            const QString path = a ? u"/downloads/lumen/CorvaneLumen.dmg"_s : u"/slwin/downloads/lumen/StelloaLumen.dmg"_s;
+            m_services.desktop->openUrl(QUrl(SLLocalizedString(u"WebSiteURL"_s) + path));
+        }
+    } else if (reply.startsWith(u'N')) {
+        m_services.alerts->displayMessage(
+            u"The latest version of %1 is already installed on your computer."_s.arg(name), name,
+            {SLLocalizedString(u"OK"_s), QString(), QString()}, true, image);
+    }
+}
+
+void CorvaneMonitorController::webManagement(QAction *item)
+{
+    const bool wasOn = !item->isChecked(); // the click has toggled the check mark already
+    const QString user = m_mPreviouslyLoggedInUser;
+    if (user.isEmpty()) {
+        item->setChecked(wasOn);
+        displayWindowWithAlertMsg(u"Login to the Corvane application and enable the Remote Manage feature."_s);
+        return;
+    }
+    if (wasOn) {
+        m_webManagement->webManagementQuit(true, false, user);
+        item->setChecked(false);
+        m_webManagement->writeWebManagementState(false, user);
+        runWebManagementCommands();
+        return;
+    }
+    if (m_webManagement->isMagicFileExists()
+        && m_services.alerts->displayMessage(
+               u"THIS APPLICATION HAS BEEN CONFIGURED FOR INTERNAL SUPPORT USE.\nWould you like to enable Remote "
+               "Manage in this machine?"_s,
+               SLLocalizedString(u"ApplicationName"_s),
+               {SLLocalizedString(u"OK"_s), SLLocalizedString(u"Cancel"_s), QString()}, true)
+            != AlertPresenter::kDefault) {
+        item->setChecked(false);
+        m_webManagement->writeWebManagementState(false, user);
+        return;
+    }
+    m_webManagement->webManagementQuit(false, true, user);
+    item->setChecked(true);
+    m_webManagement->writeWebManagementState(true, user);
+    runWebManagementCommands();
+}

@@ -21,6 +21,9 @@ void CorvaneMonitorController::initialzePreferences()
 {
     m_panes = std::make_unique<PreferencesPanes>(m_services.alerts, m_notifications.get());
     m_panes->general.initialize();
+    // The stored proxy settings are known before anything can save them, window or not.
+    m_panes->proxy.loadProxySettings();
+    m_panes->proxy.setHelpViewer([this](const QUrl &page) { m_services.desktop->openUrl(page); });
     m_panes->general.setDelegate(this);
     m_panes->tabs.setLogoForMainScreen(true);
     m_panes->tabs.setMainController(this);

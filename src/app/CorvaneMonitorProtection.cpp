@@ -12,6 +12,7 @@
 #include "platform/DistributedNotificationCenter.h"
 #include "platform/Paths.h"
 #include "prefs/CdpState.h"
+#include "prefs/PreferencesPanes.h"
 #include "product/FilePathAPIs.h"
 #include "product/StringTable.h"
 
@@ -75,11 +76,14 @@ void CorvaneMonitorController::ContinuousDataProtectionSelected(QAction *item)
                "this machine?"_s,
                SLLocalizedString(u"ApplicationName"_s),
                {SLLocalizedString(u"OK"_s), SLLocalizedString(u"Cancel"_s), QString()}, true)
-            != AlertPresenter::kDefault)
+            != AlertPresenter::kDefault) {
+        checkCDP(); // the general pane's box goes back to what the file says
         return;
+    }
     if (m_mUserDetails.value(u"CorvaneUsername"_s).toString().isEmpty()) {
         displayWindowWithAlertMsg(a ? u"Login to the Corvane Lumen application and enable Continuous backup feature."_s
                                     : u"Login to the Stelloa Lumen application and enable Continuous backup feature."_s);
+        checkCDP();
         return;
     }
     const QString image = a ? u"Corvane_Portable"_s : u"stelloa"_s;
@@ -102,6 +106,8 @@ void CorvaneMonitorController::onCDPYesButton()
     if (m_notifications)
         m_notifications->post(u"CDPStateModified"_s);
     checkCDP();
+    if (m_panes)
+        m_panes->general.loadPrefrences();
 }
 
 void CorvaneMonitorController::onCDPNoButton()

@@ -27,7 +27,7 @@ const QString kRemove = u"Remove"_s;
 // Case- and accent-folded, so that "Ä" matches "a".
 QString folded(const QString &text)
 {
-    const QString decomposed = text.normalized(QString::NormalizationForm_KD);
+    const QString decomposed = text.normalized(QString::NormalizationForm_D);
     QString result;
     result.reserve(decomposed.size());
     for (const QChar c : decomposed) {
@@ -382,6 +382,8 @@ void ExcludeViewController::setObjectValue(Table table, const QVariant &value, c
             partialExcludeTagValueArr[row].setName(value.toString());
         setAddPartialEnabled(!hasNewItem());
         reload(PartialPathTable);
+        // A row renamed to the default fragment can no longer be removed.
+        tableViewSelectionDidChange(table, m_selectedRow[table]);
     }
     saveExcludePreference();
 }

@@ -275,6 +275,20 @@ void ProxyController::show()
     loadProxySettings();
 }
 
+void ProxyController::launchProxyHelp()
+{
+    const QString resources = StringTable::shared().resourcesFolder();
+    if (resources.isEmpty()) {
+        // The embedded tables come without a help book.
+        SLLogger::logInteractiveTrace(u"Unable to register the help book"_s);
+        return;
+    }
+    const QString page = FilePathAPIs::isCorvaneApplication() ? u"%@/CorvaneHelp/html/proxy.htm"_s
+                                                              : u"%@/StelloaHelp/pages/proxy.htm"_s;
+    if (m_helpViewer)
+        m_helpViewer(QUrl::fromLocalFile(stringWithFormat(page, {resources})));
+}
+
 void ProxyController::Cancel()
 {
     if (isNibLoaded)
@@ -289,10 +303,9 @@ void ProxyController::storeSwitch(const QString &key, int value)
 
 std::optional<std::pair<QString, QString>> systemProxyHostAndPort()
 {
-    // Asked for the product's own web site, so that a per-host rule of the system applies too.
-    QString host = QUrl(SLLocalizedString(u"WebSiteURL"_s)).host();
-    if (host.isEmpty())
-        host = u"www.example.com"_s;
+    // The system's proxy as such, not its choice for one host: a host it bypasses (no_proxy)
+    // must not hide the proxy the engine's traffic goes through.
+    const QString host = u"proxy-query.invalid"_s;
     for (const QString &scheme : {u"https"_s, u"http"_s}) {
         QUrl url;
         url.setScheme(scheme);

@@ -4,8 +4,10 @@
 
 #include <QObject>
 #include <QString>
+#include <QUrl>
 #include <QVariantMap>
 
+#include <functional>
 #include <memory>
 #include <optional>
 
@@ -79,6 +81,8 @@ public:
     QString settingFilePath() const { return mSettingFilePath; }
     void setAlertPresenter(AlertPresenter *alerts) { m_alerts = alerts; }
     void setWindowPresenter(ProxyWindowPresenter *window) { m_window = window; }
+    // Shows a help page (the desktop's browser in the monitor).
+    void setHelpViewer(std::function<void(const QUrl &page)> viewer) { m_helpViewer = std::move(viewer); }
 
     // The settings file as a dictionary; empty when there is none.
     QVariantMap ProxySetting() const;
@@ -116,6 +120,8 @@ public:
     // The stand-alone window: built once, brought to the front, filled from the file.
     void show();
     void Cancel();
+    // The proxy page of the help book in the resources folder.
+    void launchProxyHelp();
 
 Q_SIGNALS:
     void controlsChanged();
@@ -128,6 +134,7 @@ private:
 
     AlertPresenter *m_alerts = nullptr;
     ProxyWindowPresenter *m_window = nullptr;
+    std::function<void(const QUrl &)> m_helpViewer;
     QString mSettingFilePath;
     bool isNibLoaded = false;
     std::unique_ptr<ProxyData> mProxyData;

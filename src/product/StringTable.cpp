@@ -45,6 +45,7 @@ bool isPathValue(const QVariant &value)
 
 StringTable::StringTable(const QString &brand, const QString &resourcesDir)
     : m_brand(brand)
+    , m_resourcesFolder(resourcesDir)
 {
     const QString folder = resourcesDir.isEmpty() ? u":/brands/"_s + brand : resourcesDir;
     m_strings = readResource(folder + u"/Localizable.plist"_s);

@@ -23,6 +23,8 @@ public:
     const QVariantMap &strings() const { return m_strings; }
     // The bundle's Info.plist ("CFBundleVersion", "ReleaseDate").
     const QVariantMap &info() const { return m_info; }
+    // The resources folder the table came from; empty for the embedded tables.
+    QString resourcesFolder() const { return m_resourcesFolder; }
 
 private:
     StringTable(const QString &brand, const QString &resourcesDir);
@@ -30,6 +32,7 @@ private:
     QString check(const QString &folder) const;
 
     QString m_brand;
+    QString m_resourcesFolder;
     QVariantMap m_strings;
     QVariantMap m_info;
 };

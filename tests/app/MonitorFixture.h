@@ -71,6 +71,7 @@ protected:
         controller.reset();
         MonitorServices services{&clock, &alerts, desktopServices ? desktopServices : &desktop, &network, false};
         services.notificationWindow = &notificationWindow;
+        services.preferencesWindow = preferencesWindow;
         services.networkTimeoutMs = networkTimeoutMs;
         controller = std::make_unique<CorvaneMonitorController>(services);
         controller->awakeFromNib();
@@ -110,6 +111,7 @@ protected:
     FakeAlertPresenter alerts;
     FakeDesktop desktop;
     FakeNotificationWindow notificationWindow;
+    PreferencesWindowPresenter *preferencesWindow = nullptr; // set before start()
     QNetworkAccessManager network;
     std::unique_ptr<CorvaneMonitorController> controller;
 };

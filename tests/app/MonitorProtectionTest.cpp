@@ -6,7 +6,10 @@
 #include "app/WebManagement.h"
 #include "platform/DistributedNotificationCenter.h"
 #include "platform/PropertyList.h"
+#include "platform/SystemInfo.h"
 #include "platform/Workspace.h"
+#include "prefs/PreferencesPanes.h"
+#include "prefs/UserPreferences.h"
 #include "product/StringTable.h"
 
 #include <QFile>
@@ -108,6 +111,47 @@ TEST_P(MonitorProtectionTest, ASupportMachineAsksASecondTimeAndNobodyLoggedInIsT
     cdpItem()->trigger();
     EXPECT_EQ(alerts.shown().size(), 4);
     EXPECT_EQ(cdpState().value(u"Enabled"_s), QVariant(u"1"_s));
+}
+
+TEST_P(MonitorProtectionTest, TheGeneralPanesBoxShowsTheFileWhateverTheAnswer)
+{
+    GeneralViewController &pane = controller->preferencesPanes()->general;
+    pane.EnableCDP(true); // nobody logged in: told to log in
+    EXPECT_TRUE(alerts.lastMessage().startsWith(u"Login to the "_s));
+    EXPECT_FALSE(pane.mCDPCheckBox());
+
+    logIn();
+    controller->enablePreferences();
+    env.writeFile(SLLocalizedString(u"MagicFile"_s), "");
+    alerts.answerWith({AlertPresenter::kAlternate});
+    pane.EnableCDP(true); // the support question cancelled
+    EXPECT_FALSE(pane.mCDPCheckBox());
+    alerts.answerWith({AlertPresenter::kDefault, AlertPresenter::kAlternate});
+    pane.EnableCDP(true); // "No"
+    EXPECT_FALSE(pane.mCDPCheckBox());
+
+    // "Yes" reloads the pane: a preference stored meanwhile shows too.
+    UserPreferences(u"ann@example.com"_s).store({{UserPreferences::kPromptRestoreDestinationPanel, true}});
+    alerts.answerWith({AlertPresenter::kDefault, AlertPresenter::kDefault});
+    pane.EnableCDP(true);
+    EXPECT_TRUE(pane.mCDPCheckBox());
+    EXPECT_EQ(cdpState().value(u"Enabled"_s), QVariant(u"1"_s));
+    EXPECT_TRUE(pane.restoreDestinationChecked());
+}
+
+// The stored proxy settings survive the monitor's start and a sign-in with the window never opened.
+TEST_P(MonitorProtectionTest, AStartAndASignInKeepTheStoredProxy)
+{
+    const QString settings = ProxyController::settingFilePathForUser(SystemInfo::loginName());
+    const QVariantMap manual{{u"ProxyEnable"_s, u"1"_s}, {u"ProxyAddress"_s, u"proxy.example.com"_s},
+                             {u"ProxyPort"_s, u"3128"_s}, {u"ProxyAuthEnable"_s, u"0"_s}};
+    ASSERT_TRUE(PropertyList::writeDictionary(settings, manual));
+    logIn();
+    start();
+    controller->enablePreferences();
+    const QVariantMap stored = PropertyList::readDictionary(settings);
+    for (const QString &key : manual.keys())
+        EXPECT_EQ(stored.value(key), manual.value(key)) << key.toStdString();
 }
 
 // A stand-in for the web-management helper at its product path: a script that runs until killed.

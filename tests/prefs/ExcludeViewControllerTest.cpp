@@ -195,6 +195,13 @@ TEST_F(ExcludeTest, OnlyOneNewItemAndRenamingRules)
     controller.deleteItemFromTableView(Partial);
     EXPECT_EQ(names(Partial), (QStringList{u"/CorvaneLumen"_s, u" .cache "_s}));
     EXPECT_TRUE(controller.isAddPartialButtonEnabled());
+    // A selected row renamed to the default fragment is the default's now: it stays.
+    select(Partial, u" .cache "_s);
+    ASSERT_TRUE(controller.validateMenuItem(ExcludeViewController::RemovePartialPathAction));
+    controller.setObjectValue(Partial, u"/CorvaneLumen"_s, path, rowOf(Partial, u" .cache "_s));
+    EXPECT_FALSE(controller.isRemoveButtonEnabled(Partial));
+    EXPECT_FALSE(controller.validateMenuItem(ExcludeViewController::RemovePartialPathAction));
+    controller.setObjectValue(Partial, u" .cache "_s, path, 1);
     // A whole-path row's name never changes; its state does.
     controller.setObjectValue(Whole, u"/x"_s, path, 0);
     controller.setObjectValue(Whole, 0, u"State"_s, 0);

@@ -1,11 +1,16 @@
 #include "prefs/ProxyController.h"
 #include "platform/PropertyList.h"
 #include "platform/SystemInfo.h"
+#include "product/StringTable.h"
 #include "support/FakeAlertPresenter.h"
 #include "support/TestEnvironment.h"
 #include "util/StringExtensions.h"
 
+#include <QDir>
 #include <QDirIterator>
+#include <QFile>
+#include <QScopeGuard>
+#include <QUrl>
 
 #include <gtest/gtest.h>
 
@@ -242,14 +247,17 @@ TEST_F(ProxyControllerTest, ReopeningShowsTheStoredSettingsAndKeepsTheirAuthenti
 
 TEST_F(ProxyControllerTest, TheSystemsProxyIsShownHttpsFirstAndSavedButNotGivenToTheEngine)
 {
+    const QByteArray productSite = QUrl(SLLocalizedString(u"WebSiteURL"_s)).host().toUtf8();
     const struct {
-        QByteArray http, https;
+        QByteArray http, https, noProxy;
         QString address, port;
     } cases[] = {
-        {"http://plain.test:3128", "http://secure.test:8443", u"secure.test"_s, u"8443"_s},
-        {"http://plain.test:3128", {}, u"plain.test"_s, u"3128"_s},
+        {"http://plain.test:3128", "http://secure.test:8443", {}, u"secure.test"_s, u"8443"_s},
+        {"http://plain.test:3128", {}, {}, u"plain.test"_s, u"3128"_s},
+        {"http://plain.test:3128", {}, productSite, u"plain.test"_s, u"3128"_s},
     };
     for (const auto &c : cases) {
+        qputenv("no_proxy", c.noProxy);
         qputenv("http_proxy", c.http);
         if (c.https.isEmpty())
             qunsetenv("https_proxy");
@@ -319,6 +327,29 @@ TEST_F(ProxyControllerTest, TheWindowIsBuiltOnceAndAFailureIsTraced)
         env.readFile(
                u"~/Library/Application Support/CorvanePortableforMac/Logs/InteractiveTrace.log"_s)
             .contains("Pxy load : x"));
+}
+
+TEST_F(ProxyControllerTest, HelpOpensTheProxyPageOfTheHelpBookInTheResourcesFolder)
+{
+    QList<QUrl> shown;
+    controller.setHelpViewer([&](const QUrl &page) { shown.append(page); });
+    controller.launchProxyHelp();
+    EXPECT_TRUE(shown.isEmpty()) << "the embedded tables have no help book";
+    EXPECT_TRUE(env.readFile(u"~/Library/Application Support/CorvanePortableforMac/Logs/InteractiveTrace.log"_s)
+                    .contains("Unable to register the help book"));
+
+    const auto embeddedAgain = qScopeGuard([] { StringTable::install(u"corvane"_s); });
+    for (const auto &[brand, page] : {std::pair{u"corvane"_s, u"/CorvaneHelp/html/proxy.htm"_s},
+                                      std::pair{u"stelloa"_s, u"/StelloaHelp/pages/proxy.htm"_s}}) {
+        const QString resources = env.real(u"/Resources/"_s + brand);
+        QDir().mkpath(resources);
+        for (const QString &file : {u"Localizable.plist"_s, u"Info.plist"_s})
+            ASSERT_TRUE(QFile::copy(u":/brands/"_s + brand + u'/' + file, resources + u'/' + file));
+        ASSERT_EQ(StringTable::install(brand, resources), QString());
+        shown.clear();
+        controller.launchProxyHelp();
+        EXPECT_EQ(shown, QList<QUrl>{QUrl::fromLocalFile(resources + page)}) << brand.toStdString();
+    }
 }
 
 TEST_F(ProxyControllerTest, ThePasswordIsEncipheredOnDiskAndInNoLogOrTrace)

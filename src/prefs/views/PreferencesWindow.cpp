@@ -5,10 +5,12 @@
 #include "ProxyView.h"
 #include "platform/ImageNamed.h"
 #include "prefs/PreferencesPanes.h"
+#include "prefs/PreferencesWindowLayout.h"
 #include "product/FilePathAPIs.h"
 #include "product/StringTable.h"
 
 #include <QCloseEvent>
+#include <QResizeEvent>
 #include <QHBoxLayout>
 #include <QLabel>
 #include <QListWidget>
@@ -24,13 +26,33 @@ using namespace Qt::StringLiterals;
 
 namespace {
 
-// The top-level window: tells its owner before it closes.
+constexpr int kTitleStripMargin = 22; // the name's top: level with the logo's text
+
+// The top-level window: tells its owner before it closes, and keeps the user's name in place.
 class ClosingWindow : public QWidget
 {
 public:
     explicit ClosingWindow(std::function<void()> willClose) : m_willClose(std::move(willClose)) {}
+    QLabel *userName = nullptr;
+
+    // The name sits in the title strip, 10 points in from the right edge.
+    void placeUserName()
+    {
+        if (!userName)
+            return;
+        userName->adjustSize();
+        const int x = PreferencesWindowLayout::userNameLabelX(width(), userName->width());
+        userName->move(x, kTitleStripMargin);
+        userName->raise();
+    }
 
 protected:
+    void resizeEvent(QResizeEvent *event) override
+    {
+        QWidget::resizeEvent(event);
+        placeUserName();
+    }
+
     void closeEvent(QCloseEvent *event) override
     {
         if (m_willClose)
@@ -87,12 +109,12 @@ void PreferencesWindow::build()
     window->setObjectName(u"mPrefWindow"_s);
     m_window = window;
 
-    m_userName = new QLabel(window);
+    m_userName = new QLabel(window); // outside the layout: placed by the window
     m_userName->setObjectName(u"mUserName"_s);
-    m_userName->setAlignment(Qt::AlignRight | Qt::AlignVCenter);
     QFont bold = m_userName->font();
     bold.setBold(true);
     m_userName->setFont(bold);
+    window->userName = m_userName;
 
     m_stack = new QStackedWidget(window);
     m_stack->setObjectName(u"mTabView"_s);
@@ -100,7 +122,11 @@ void PreferencesWindow::build()
     auto *general = new QScrollArea;
     general->setWidgetResizable(true);
     general->setFrameShape(QFrame::NoFrame);
-    general->setWidget(new GeneralView(&m_panes->general, new ProxyView(&m_panes->proxy)));
+    auto *generalView = new GeneralView(&m_panes->general, new ProxyView(&m_panes->proxy));
+    // The proxy box's question mark opens the proxy's help page (hovering shows its tip).
+    if (auto *help = generalView->findChild<QToolButton *>(u"mProxyTooltipButton"_s))
+        connect(help, &QToolButton::clicked, &m_panes->proxy, &ProxyController::launchProxyHelp);
+    general->setWidget(generalView);
     m_stack->addWidget(general);
     m_stack->addWidget(new ExcludeView(&m_panes->exclude));
 
@@ -109,7 +135,7 @@ void PreferencesWindow::build()
     panes->addWidget(m_stack, 1);
     auto *top = new QHBoxLayout;
     top->addWidget(buildLogo());
-    top->addWidget(m_userName, 1);
+    top->addStretch(1);
     auto *column = new QVBoxLayout(window);
     column->addLayout(top);
     column->addLayout(panes, 1);
@@ -196,4 +222,5 @@ void PreferencesWindow::render()
     m_upgrade->setVisible(FilePathAPIs::isCorvaneApplication() || tabs.upgradeEnabled());
     m_userName->setText(tabs.userName());
     m_userName->setVisible(!tabs.userName().isEmpty());
+    static_cast<ClosingWindow *>(m_window.data())->placeUserName();
 }

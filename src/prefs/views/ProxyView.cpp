@@ -46,6 +46,7 @@ ProxyView::ProxyView(ProxyController *controller, QWidget *parent)
             });
     connect(m_ui->mButtons->button(QDialogButtonBox::Cancel), &QPushButton::clicked, controller,
             &ProxyController::Cancel);
+    connect(m_ui->mButtons, &QDialogButtonBox::helpRequested, controller, &ProxyController::launchProxyHelp);
     connect(controller, &ProxyController::controlsChanged, this, &ProxyView::render);
     connect(controller, &ProxyController::focusRequested, this, &ProxyView::focusField);
 

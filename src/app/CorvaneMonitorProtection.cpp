@@ -124,8 +124,9 @@ void CorvaneMonitorController::runWebManagementCommands()
 {
     const QString stop = m_webManagement->takeStopCommand();
     if (!stop.isEmpty()) {
-        // The line leaves its ".error" in the folder it runs in: never the user's own.
-        m_services.desktop->runCommandLine(stringWithFormat(u"cd \"%@\" && %@"_s, {QDir::tempPath(), stop}));
+        // The line leaves its ".error" in the folder it runs in: never the user's own. It runs
+        // whole in a subshell there, since "&>" is a background job and a redirection to sh.
+        m_services.desktop->runCommandLine(stringWithFormat(u"cd \"%@\" && ( %@ )"_s, {QDir::tempPath(), stop}));
     }
     if (m_webManagement->takeStartRequest()) {
         // The line formed for the platform that opens bundles; here the helper program itself starts.

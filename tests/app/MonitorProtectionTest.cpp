@@ -12,7 +12,10 @@
 #include "prefs/UserPreferences.h"
 #include "product/StringTable.h"
 
+#include <QDir>
 #include <QFile>
+#include <QScopeGuard>
+#include <QTemporaryDir>
 
 namespace {
 
@@ -181,6 +184,11 @@ TEST_P(WebManagementHelperTest, TheHelperReallyStartsOnceAndStopsWhenTurnedOff)
 {
     ASSERT_TRUE(PropertyList::writeDictionary(SLLocalizedString(u"WebmanagementFilePath"_s),
                                               {{u"ann@example.com"_s, u"1"_s}}));
+    // The monitor's own folder (a user's folder, often) gets nothing of the stop line's output.
+    QTemporaryDir monitorsFolder;
+    const QString previous = QDir::currentPath();
+    const auto back = qScopeGuard([&] { QDir::setCurrent(previous); });
+    ASSERT_TRUE(QDir::setCurrent(monitorsFolder.path()));
     start(&system);
     ASSERT_TRUE(waitUntil([&] { return running() == 1; }, 5000)) << "the helper did not start";
     controller->checkForTotalQuota();
@@ -191,6 +199,8 @@ TEST_P(WebManagementHelperTest, TheHelperReallyStartsOnceAndStopsWhenTurnedOff)
     controller->itemWithTag(310)->trigger();
     EXPECT_TRUE(waitUntil([&] { return running() == 0; }, 5000)) << "the helper was not stopped";
     EXPECT_TRUE(PropertyList::readDictionary(SLLocalizedString(u"WebmanagementFilePath"_s)).isEmpty());
+    waitUntil([] { return false; }, 300); // the stop line has ended
+    EXPECT_EQ(QDir(monitorsFolder.path()).entryList(QDir::AllEntries | QDir::Hidden | QDir::NoDotAndDotDot), QStringList());
 }
 
 INSTANTIATE_TEST_SUITE_P(Brands, MonitorProtectionTest, ::testing::ValuesIn(kBrands), brandName);

@@ -4,7 +4,7 @@ set -euo pipefail
 
 packages=(
   g++ cmake ninja-build pkg-config make
-  qt6-base-dev qt6-base-dev-tools qt6-svg-dev libgl-dev libplist-dev
+  qt6-base-dev qt6-base-dev-tools qt6-svg-dev libgl-dev libplist-dev libexpat1-dev
   googletest libgtest-dev libgmock-dev libbenchmark-dev
   dbus dbus-bin procps python3 tzdata
   xvfb xauth tinyproxy

@@ -1,0 +1,192 @@
+// Operation log store speed: a year of index files (365 days of 30 runs) loaded from the
+// beginning, as the viewer's "from the beginning" period does: the time until every row is in
+// the viewer's model, and the longest the main thread went without turning its event loop, side
+// by side with Python's xml.etree.ElementTree parsing the same files.
+//
+//   build/bench/logindex_bench [days] [runs-per-day] [rounds]
+
+#include "logview/LogManager.h"
+#include "logview/LogParseOperation.h"
+#include "platform/Clock.h"
+#include "platform/Paths.h"
+#include "platform/StringFormat.h"
+#include "product/StringTable.h"
+
+#include <QAbstractListModel>
+#include <QCoreApplication>
+#include <QDir>
+#include <QFile>
+#include <QElapsedTimer>
+#include <QEventLoop>
+#include <QProcess>
+#include <QTemporaryDir>
+#include <QTextStream>
+#include <QTimer>
+
+#include <algorithm>
+#include <vector>
+
+using namespace Qt::StringLiterals;
+
+namespace {
+
+// The viewer's table: one row per run, appended as each day arrives.
+class RunsModel : public QAbstractListModel, public LogParseDelegate
+{
+public:
+    int rowCount(const QModelIndex & = {}) const override { return int(m_rows.size()); }
+    QVariant data(const QModelIndex &index, int role) const override
+    {
+        return role == Qt::DisplayRole ? QVariant(m_rows.at(index.row()).datetime()) : QVariant();
+    }
+    void xmlParsed(const std::optional<QList<LogNode>> &records) override
+    {
+        if (!records || records->isEmpty())
+            return;
+        beginInsertRows({}, rowCount(), rowCount() + int(records->size()) - 1);
+        m_rows += *records;
+        endInsertRows();
+    }
+    void clear()
+    {
+        beginResetModel();
+        m_rows.clear();
+        endResetModel();
+    }
+
+private:
+    QList<LogNode> m_rows;
+};
+
+void writeYear(int days, int runs)
+{
+    const QDate first(2025, 11, 17);
+    for (int d = 0; d < days; ++d) {
+        const QDate day = first.addDays(d);
+        const QString name = day.toString(LogManager::kDayFormat);
+        QList<LogNode> records;
+        for (int r = 0; r < runs; ++r) {
+            LogNode node;
+            node.setDatetime(QDateTime(day, QTime(0, 0).addSecs(r * 2700)).toString(u"MMM dd, yyyy hh:mm:ss AP"_s));
+            node.setUname(u"ann@example.com"_s);
+            node.setFiles(QString::number(100 + r));
+            node.setFilesinsync(QString::number(r));
+            node.setStatus(u"Success"_s);
+            node.setDuration(u"00:04:12"_s);
+            node.setOptype(u"1"_s);
+            node.setContent(u"Backup of 3 folders"_s);
+            node.setLpath(u"/Users/ann/Documents"_s);
+            node.setLogfile(u"/Library/Application Support/CorvanePortableforMac/SessionLogs/Backup/B"_s + name
+                            + u"-%1.log"_s.arg(r));
+            node.setLogname(name);
+            records.append(node);
+        }
+        LogManager(nullptr, Clock::system()).writeToXMLFile(name, records);
+    }
+}
+
+struct Load
+{
+    double ms;
+    double longestStallMs;
+};
+
+Load loadAll(int expectedRows)
+{
+    RunsModel model;
+    LogManager store(&model, Clock::system());
+    QEventLoop loop;
+    QElapsedTimer clock, sinceTick;
+    double longest = 0;
+    QTimer ticks;
+    ticks.setInterval(1);
+    QObject::connect(&ticks, &QTimer::timeout, [&] {
+        longest = std::max(longest, double(sinceTick.nsecsElapsed()) / 1e6);
+        sinceTick.restart();
+        if (model.rowCount() >= expectedRows)
+            loop.quit();
+    });
+    ticks.start();
+    clock.start();
+    sinceTick.start();
+    QTimer::singleShot(0, &store, [&] { store.fetchAllLogs(); });
+    loop.exec();
+    return {double(clock.nsecsElapsed()) / 1e6, longest};
+}
+
+// The parse alone, file after file on this thread: the floor of a load.
+double parseOnlyMs()
+{
+    QElapsedTimer clock;
+    clock.start();
+    const QString folder = Paths::current().resolve(LogManager::kIndexFolder);
+    for (const QString &name : QDir(folder).entryList({u"*.xml"_s}, QDir::Files, QDir::Name)) {
+        QFile file(folder + u'/' + name);
+        file.open(QIODevice::ReadOnly);
+        LogParseOperation::parse(file.readAll());
+    }
+    return double(clock.nsecsElapsed()) / 1e6;
+}
+
+const char *kPython = R"PY(
+import glob, sys, time, statistics
+import xml.etree.ElementTree as ET
+folder, rounds = sys.argv[1], int(sys.argv[2])
+def load():
+    rows = 0
+    for path in sorted(glob.glob(folder + '/*.xml')):
+        rows += len(ET.parse(path).getroot().findall('record'))
+    return rows
+times = []
+for _ in range(rounds):
+    t = time.perf_counter(); rows = load(); times.append((time.perf_counter() - t) * 1000)
+print('%.3f %d' % (statistics.median(times), rows))
+)PY";
+
+} // namespace
+
+int main(int argc, char *argv[])
+{
+    QCoreApplication app(argc, argv);
+    const QStringList args = app.arguments();
+    const int days = args.size() > 1 ? args.at(1).toInt() : 365;
+    const int runs = args.size() > 2 ? args.at(2).toInt() : 30;
+    const int rounds = args.size() > 3 ? args.at(3).toInt() : 5;
+    QTemporaryDir root;
+    Paths::install(Paths(root.path(), root.path()));
+    StringTable::install(u"corvane"_s);
+    QTextStream out(stdout);
+    writeYear(days, runs);
+
+    std::vector<double> times, stalls;
+    for (int i = 0; i < rounds; ++i) {
+        const Load load = loadAll(days * runs);
+        times.push_back(load.ms);
+        stalls.push_back(load.longestStallMs);
+    }
+    std::sort(times.begin(), times.end());
+    const double median = times[times.size() / 2];
+    std::vector<double> parses;
+    for (int i = 0; i < rounds; ++i)
+        parses.push_back(parseOnlyMs());
+    std::sort(parses.begin(), parses.end());
+    const double worstStall = *std::max_element(stalls.begin(), stalls.end());
+
+    QProcess python;
+    python.start(QStringLiteral(LUMEN_PYTHON), {u"-c"_s, QString::fromUtf8(kPython),
+                                                Paths::current().resolve(LogManager::kIndexFolder), QString::number(rounds)});
+    python.waitForFinished(-1);
+    const QStringList py = QString::fromUtf8(python.readAllStandardOutput()).trimmed().split(u' ');
+    if (py.size() != 2 || py.at(1).toInt() != days * runs) {
+        out << "benchmark failed; python said " << python.readAllStandardError() << "\n";
+        return 1;
+    }
+    const double pyMs = py.at(0).toDouble();
+    out << "Operation log index, " << days << " days of " << runs << " runs (" << days * runs
+        << " rows), median of " << rounds << " rounds\n";
+    out << u"  every row in the model: %1 ms   ElementTree: %2 ms   ratio %3\n"_s.arg(median, 0, 'f', 1)
+               .arg(pyMs, 0, 'f', 1).arg(median / pyMs, 0, 'f', 3);
+    out << u"  of which the parse alone, on one thread: %1 ms\n"_s.arg(parses[parses.size() / 2], 0, 'f', 1);
+    out << u"  longest main-thread stall: %1 ms (worst of all rounds)\n"_s.arg(worstStall, 0, 'f', 1);
+    return 0;
+}

@@ -1,0 +1,268 @@
+#include "LogManager.h"
+
+#include "LogParseOperation.h"
+#include "logging/SLLogger.h"
+#include "platform/AtomicFile.h"
+#include "platform/Clock.h"
+#include "platform/FileContents.h"
+#include "platform/Paths.h"
+#include "platform/StringFormat.h"
+#include "platform/UserDefaults.h"
+#include "product/MonitorSettings.h"
+
+#include <QCoreApplication>
+#include <QDir>
+#include <QFile>
+#include <QFileInfo>
+#include <QLocale>
+#include <QProcess>
+
+using namespace Qt::StringLiterals;
+
+namespace {
+
+const QString kSessionLogFolder = u"/Library/Application Support/CorvanePortableforMac/SessionLogs"_s;
+
+QString real(const QString &productPath)
+{
+    return Paths::current().resolve(productPath);
+}
+
+// A path for the shell, in single quotes whatever it holds.
+QString quoted(const QString &path)
+{
+    return u'\'' + QString(path).replace(u"'"_s, u"'\\''"_s) + u'\'';
+}
+
+} // namespace
+
+LogManager::LogManager(LogParseDelegate *master, const Clock &clock, QObject *parent)
+    : QObject(parent)
+    , m_master(master)
+    , m_clock(clock)
+    , mLogDumpPath(kIndexFolder)
+{
+    mQueue.setMaxThreadCount(1); // one parse at a time, delivered in the order asked
+}
+
+LogManager::~LogManager()
+{
+    *m_cancelled = true;
+    mQueue.clear();
+    waitForParses();
+}
+
+void LogManager::waitForParses()
+{
+    // A parse under way waits for the main thread to take its delivery.
+    while (!mQueue.waitForDone(5))
+        QCoreApplication::sendPostedEvents(this, QEvent::MetaCall);
+}
+
+void LogManager::parseXmlFile(const QString &day)
+{
+    const QString today = m_clock.now().toString(kDayFormat);
+    loadIndex(day + u"_cdp"_s, today + u"_cdp"_s);
+    loadIndex(day, today);
+}
+
+void LogManager::loadIndex(const QString &name, const QString &todaysName)
+{
+    if (!QFileInfo::exists(real(stringWithFormat(u"%@/%@.xml"_s, {mLogDumpPath, name}))))
+        return;
+    m_currentLog = name;
+    // Today's index may still grow: it is always read again.
+    if (todaysName != name && !m_logData.isEmpty() && m_logData.contains(name)) {
+        m_isParsed = false;
+        if (m_master)
+            m_master->xmlParsed(m_logData.value(name));
+        return;
+    }
+    m_isParsed = true;
+    queueParse(name);
+}
+
+void LogManager::queueParse(const QString &name)
+{
+    const QString path = real(stringWithFormat(u"%@/%@.xml"_s, {mLogDumpPath, name}));
+    mQueue.start([this, name, path, cancelled = m_cancelled] {
+        if (*cancelled)
+            return;
+        const FileContents file = FileContents::readLocal(path);
+        LogParseOperation::Result parsed = file.ok() ? LogParseOperation::parse(file.data()) : LogParseOperation::Result{};
+        if (!parsed.damage.isEmpty()) {
+            SLLogger::logMonitorTrace(stringWithFormat(u"Damaged log index %@.xml (%@): %@ record(s) lost"_s,
+                                                       {name, parsed.damage, QString::number(parsed.lostRecords)}));
+        }
+        if (*cancelled)
+            return;
+        QMetaObject::invokeMethod(
+            this,
+            [this, cancelled, records = std::move(parsed.records)] {
+                if (!*cancelled && m_master)
+                    m_master->xmlParsed(records);
+            },
+            Qt::BlockingQueuedConnection);
+    });
+}
+
+void LogManager::fetchAllLogs()
+{
+    QStringList names;
+    const QFileInfoList files = QDir(real(mLogDumpPath)).entryInfoList(QDir::Files, QDir::Name);
+    for (const QFileInfo &file : files) {
+        if (file.suffix() == "xml"_L1)
+            names.append(file.fileName());
+    }
+    for (const QString &name : std::as_const(names)) {
+        QString dayFile = name;
+        if (name.contains(u"_cdp"_s)) {
+            const QString day = name.left(name.indexOf(u"_cdp"_s));
+            if (names.contains(day + u".xml"_s))
+                continue; // loading the day loads both files
+            dayFile = stringWithFormat(u"%@.xml"_s, {day});
+        }
+        parseXmlFile(QFileInfo(dayFile).completeBaseName());
+    }
+}
+
+void LogManager::fetchLogsFrom(const QDateTime &from, const QDateTime &to)
+{
+    for (QDateTime day = from; day < to; day = day.addSecs(86400))
+        parseXmlFile(day.toString(kDayFormat));
+}
+
+void LogManager::addToLogCache(const QString &name, const QList<LogNode> &records)
+{
+    if (m_isParsed)
+        m_logData.insert(name, records);
+}
+
+void LogManager::deleteNode(const LogNode &record, const QString &name)
+{
+    if (!m_logData.contains(name))
+        return;
+    QFile::remove(real(record.logfile()));
+    QFile::remove(real(record.logfile() + u".summary"_s));
+    QList<LogNode> &records = m_logData[name];
+    records.removeOne(record);
+    if (records.isEmpty()) {
+        m_logData.remove(name);
+        QFile::remove(real(stringWithFormat(u"%@/%@.xml"_s, {mLogDumpPath, name})));
+    } else {
+        writeToXMLFile(name, records);
+    }
+}
+
+QString LogManager::getXMLfromNodes(const QList<LogNode> &records)
+{
+    QString xml = u"<?xml version=\"1.0\" encoding=\"utf-8\"?>\n<records>\n"_s;
+    for (const LogNode &record : records)
+        xml += record.flattenSelfToXML();
+    return xml + u"</records>\n"_s;
+}
+
+void LogManager::writeToXMLFile(const QString &name, const QList<LogNode> &records)
+{
+    if (records.isEmpty())
+        return;
+    AtomicFile::write(stringWithFormat(u"%@/%@.xml"_s, {mLogDumpPath, name}), getXMLfromNodes(records).toUtf8());
+}
+
+// ---- conversion of the older plain-text session logs ----------------------------------------
+
+void LogManager::createOldLogs()
+{
+    UserDefaults defaults(MonitorSettings::defaultsDomain());
+    defaults.setObject(1, u"onlyonce"_s);
+    defaults.synchronize();
+    const QDateTime now = m_clock.now();
+    const QDateTime limit(now.date().addDays(-30), QTime(0, 0));
+    for (QDateTime moment = now; limit < moment; moment = moment.addSecs(-86400)) {
+        generateLogsforDate(moment.toString(kDayFormat));
+        if (m_logLimit > 50)
+            break;
+    }
+}
+
+void LogManager::generateLogsforDate(const QString &day)
+{
+    const QList<LogNode> records = createNodesForDate(day);
+    if (!records.isEmpty())
+        writeToXMLFile(records.first().logname(), records);
+}
+
+QList<LogNode> LogManager::createNodesForDate(const QString &day)
+{
+    QList<LogNode> records;
+    for (const QString &operation : {u"Backup"_s, u"Restore"_s, u"Delete"_s, u"Rename"_s, u"PutBack"_s})
+        records += getNodesForOperation(operation, day);
+    return records;
+}
+
+QList<LogNode> LogManager::getNodesForOperation(const QString &operation, const QString &day)
+{
+    const QString folder = stringWithFormat(u"%@/%@"_s, {kSessionLogFolder, operation});
+    QStringList names = runCommand(u"ls "_s + quoted(real(folder)) + u" | grep "_s + day + u'*').split(u'\n');
+    names.removeLast(); // after the last line end
+    if (names.isEmpty())
+        return {};
+    return createNodesFromFileList(names, operation);
+}
+
+QList<LogNode> LogManager::createNodesFromFileList(const QStringList &files, const QString &operation)
+{
+    static const QHash<QString, QString> counting = {
+        {u"Backup"_s, u"cat %1 | grep -i \"file size:\" | wc -l"_s},
+        {u"Restore"_s, u"cat %1 | grep -i \"file size:\" | wc -l"_s},
+        {u"Delete"_s, u"cat %1 | grep \"Deleted file\" | wc -l"_s},
+        {u"Rename"_s, u"cat %1| grep -i \"Renamed file\" | wc -l"_s},
+        {u"PutBack"_s, u"cat %1 | grep -i \"Moved file\" | wc -l"_s},
+    };
+    QList<LogNode> records;
+    for (const QString &file : files) {
+        const QString path = stringWithFormat(u"%@/%@/%@"_s, {kSessionLogFolder, operation, file});
+        if (QFileInfo::exists(real(path + u".summary"_s)))
+            continue; // the engine has indexed this run itself
+        const QString log = quoted(real(path));
+        const QString count = runCommand(counting.value(operation).arg(log)).trimmed();
+        const QString succeeded = runCommand(u"cat %1 | grep -i \"successfully\" | wc -l"_s.arg(log)).trimmed();
+        // The names carry one character before their "MM-dd-yyyy-HH-mm-ss" date.
+        const QString date = getLogDate(file.mid(1, 19));
+        if (count.isEmpty() || count == "0"_L1 || date.isEmpty())
+            continue;
+        LogNode record;
+        record.setLogfile(path);
+        record.setOptype(getOptypeForOperationName(operation));
+        record.setDatetime(date);
+        record.setFiles(count);
+        record.setStatus(succeeded.isEmpty() ? u"-----"_s : u"Success"_s);
+        record.setDuration(u"--:--:--"_s);
+        record.setLogname(record.getLogName());
+        records.append(record);
+        ++m_logLimit;
+    }
+    return records;
+}
+
+QString LogManager::getOptypeForOperationName(const QString &operation)
+{
+    static const QHash<QString, int> types = {{u"Backup"_s, LogNode::Backup},   {u"Restore"_s, LogNode::Restore},
+                                              {u"Delete"_s, LogNode::Delete},   {u"Rename"_s, LogNode::Rename},
+                                              {u"PutBack"_s, LogNode::PutBack}};
+    return QString::number(types.value(operation, LogNode::Other));
+}
+
+QString LogManager::getLogDate(const QString &text)
+{
+    const QDateTime date = QDateTime::fromString(text, u"MM-dd-yyyy-HH-mm-ss"_s);
+    return date.isValid() ? QLocale::c().toString(date, u"MMM dd, yyyy hh:mm:ss AP"_s) : QString();
+}
+
+QString LogManager::runCommand(const QString &command)
+{
+    QProcess shell;
+    shell.start(u"/bin/sh"_s, {u"-c"_s, command});
+    shell.waitForFinished(-1);
+    return QString::fromUtf8(shell.readAllStandardOutput());
+}

@@ -16,6 +16,8 @@
 #include <QFileInfo>
 #include <QLocale>
 #include <QProcess>
+#include <QSet>
+#include <QThread>
 
 using namespace Qt::StringLiterals;
 
@@ -42,33 +44,43 @@ LogManager::LogManager(LogParseDelegate *master, const Clock &clock, QObject *pa
     , m_clock(clock)
     , mLogDumpPath(kIndexFolder)
 {
-    mQueue.setMaxThreadCount(1); // one parse at a time, delivered in the order asked
+    // Files are parsed side by side on the machine's cores, and handed over one at a time in the
+    // order they were asked for, as from a queue that runs one parse at a time.
+    mQueue.setMaxThreadCount(qBound(1, QThread::idealThreadCount(), 4));
+    // Below the main thread, which must keep drawing while a year of files is read.
+    mQueue.setThreadPriority(QThread::IdlePriority);
 }
 
 LogManager::~LogManager()
 {
     *m_cancelled = true;
     mQueue.clear();
-    waitForParses();
+    mQueue.waitForDone(); // what they post to this object goes with it
 }
 
 void LogManager::waitForParses()
 {
-    // A parse under way waits for the main thread to take its delivery.
-    while (!mQueue.waitForDone(5))
+    while (m_nextDelivery < m_nextTicket) {
+        mQueue.waitForDone(5);
         QCoreApplication::sendPostedEvents(this, QEvent::MetaCall);
+    }
 }
 
 void LogManager::parseXmlFile(const QString &day)
 {
-    const QString today = m_clock.now().toString(kDayFormat);
-    loadIndex(day + u"_cdp"_s, today + u"_cdp"_s);
-    loadIndex(day, today);
+    loadDay(day, m_clock.now().toString(kDayFormat));
 }
 
-void LogManager::loadIndex(const QString &name, const QString &todaysName)
+void LogManager::loadDay(const QString &day, const QString &today, const QSet<QString> *listed)
 {
-    if (!QFileInfo::exists(real(stringWithFormat(u"%@/%@.xml"_s, {mLogDumpPath, name}))))
+    loadIndex(day + u"_cdp"_s, today + u"_cdp"_s, listed);
+    loadIndex(day, today, listed);
+}
+
+void LogManager::loadIndex(const QString &name, const QString &todaysName, const QSet<QString> *listed)
+{
+    const QString file = name + u".xml"_s;
+    if (listed ? !listed->contains(file) : !QFileInfo::exists(real(mLogDumpPath + u'/' + file)))
         return;
     m_currentLog = name;
     // Today's index may still grow: it is always read again.
@@ -85,51 +97,59 @@ void LogManager::loadIndex(const QString &name, const QString &todaysName)
 void LogManager::queueParse(const QString &name)
 {
     const QString path = real(stringWithFormat(u"%@/%@.xml"_s, {mLogDumpPath, name}));
-    mQueue.start([this, name, path, cancelled = m_cancelled] {
+    const int ticket = m_nextTicket++;
+    const bool fresh = m_isParsed;
+    mQueue.start([this, name, path, ticket, fresh, cancelled = m_cancelled] {
         if (*cancelled)
             return;
         const FileContents file = FileContents::readLocal(path);
-        LogParseOperation::Result parsed = file.ok() ? LogParseOperation::parse(file.data()) : LogParseOperation::Result{};
-        if (!parsed.damage.isEmpty()) {
+        LogParseOperation::Result result = file.ok() ? LogParseOperation::parse(file.data()) : LogParseOperation::Result{};
+        if (!result.damage.isEmpty()) {
             SLLogger::logMonitorTrace(stringWithFormat(u"Damaged log index %@.xml (%@): %@ record(s) lost"_s,
-                                                       {name, parsed.damage, QString::number(parsed.lostRecords)}));
+                                                       {name, result.damage, QString::number(result.lostRecords)}));
         }
         if (*cancelled)
             return;
-        QMetaObject::invokeMethod(
-            this,
-            [this, cancelled, records = std::move(parsed.records)] {
-                if (!*cancelled && m_master)
-                    m_master->xmlParsed(records);
-            },
-            Qt::BlockingQueuedConnection);
+        QMetaObject::invokeMethod(this, [this, ticket, fresh, records = std::move(result.records)] {
+            parsed(ticket, fresh, records);
+        });
     });
+}
+
+void LogManager::parsed(int ticket, bool fresh, const std::optional<QList<LogNode>> &records)
+{
+    m_waiting.insert(ticket, {fresh, records});
+    while (m_waiting.contains(m_nextDelivery)) {
+        const Parsed next = m_waiting.take(m_nextDelivery++);
+        m_isParsed = next.fresh; // what the viewer's addToLogCache reads
+        if (m_master)
+            m_master->xmlParsed(next.records);
+    }
 }
 
 void LogManager::fetchAllLogs()
 {
-    QStringList names;
-    const QFileInfoList files = QDir(real(mLogDumpPath)).entryInfoList(QDir::Files, QDir::Name);
-    for (const QFileInfo &file : files) {
-        if (file.suffix() == "xml"_L1)
-            names.append(file.fileName());
-    }
-    for (const QString &name : std::as_const(names)) {
+    // A year of files: the folder is listed once, and the list answers which files exist.
+    const QStringList names = QDir(real(mLogDumpPath)).entryList({u"*.xml"_s}, QDir::Files, QDir::Name);
+    const QSet<QString> listed(names.cbegin(), names.cend());
+    const QString today = m_clock.now().toString(kDayFormat);
+    for (const QString &name : names) {
         QString dayFile = name;
         if (name.contains(u"_cdp"_s)) {
             const QString day = name.left(name.indexOf(u"_cdp"_s));
-            if (names.contains(day + u".xml"_s))
+            if (listed.contains(day + u".xml"_s))
                 continue; // loading the day loads both files
             dayFile = stringWithFormat(u"%@.xml"_s, {day});
         }
-        parseXmlFile(QFileInfo(dayFile).completeBaseName());
+        loadDay(QFileInfo(dayFile).completeBaseName(), today, &listed);
     }
 }
 
 void LogManager::fetchLogsFrom(const QDateTime &from, const QDateTime &to)
 {
+    const QString today = m_clock.now().toString(kDayFormat);
     for (QDateTime day = from; day < to; day = day.addSecs(86400))
-        parseXmlFile(day.toString(kDayFormat));
+        loadDay(day.toString(kDayFormat), today);
 }
 
 void LogManager::addToLogCache(const QString &name, const QList<LogNode> &records)

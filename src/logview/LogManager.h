@@ -4,6 +4,7 @@
 
 #include <QDateTime>
 #include <QHash>
+#include <QSet>
 #include <QObject>
 #include <QThreadPool>
 
@@ -74,8 +75,18 @@ public:
     void waitForParses();
 
 private:
-    void loadIndex(const QString &name, const QString &todaysName);
+    // `listed`: the folder's files when just listed, else each file is looked for.
+    void loadDay(const QString &day, const QString &today, const QSet<QString> *listed = nullptr);
+    void loadIndex(const QString &name, const QString &todaysName, const QSet<QString> *listed);
     void queueParse(const QString &name);
+    // A parse has ended (main thread): deliveries go out in the order the parses were asked for.
+    void parsed(int ticket, bool fresh, const std::optional<QList<LogNode>> &records);
+
+    struct Parsed
+    {
+        bool fresh;
+        std::optional<QList<LogNode>> records;
+    };
 
     LogParseDelegate *m_master; // not owned
     const Clock &m_clock;
@@ -85,5 +96,8 @@ private:
     bool m_isParsed = false;
     int m_logLimit = 0;
     QThreadPool mQueue;
+    int m_nextTicket = 0;    // of the next parse asked for
+    int m_nextDelivery = 0;  // the ticket whose records go to the viewer next
+    QHash<int, Parsed> m_waiting; // parsed ahead of their turn
     std::shared_ptr<std::atomic_bool> m_cancelled = std::make_shared<std::atomic_bool>(false);
 };

@@ -6,20 +6,27 @@
 
 using namespace Qt::StringLiterals;
 
-bool LogNode::setValueForKey(QAnyStringView key, const QString &value)
+bool LogNode::setValueForKey(QByteArrayView key, QString value)
 {
     static constexpr struct {
-        QLatin1StringView name;
+        QByteArrayView name;
         QString LogNode::*field;
-    } fields[] = {{"datetime"_L1, &LogNode::m_datetime}, {"uname"_L1, &LogNode::m_uname},
-                  {"files"_L1, &LogNode::m_files},       {"filesinsync"_L1, &LogNode::m_filesinsync},
-                  {"status"_L1, &LogNode::m_status},     {"duration"_L1, &LogNode::m_duration},
-                  {"optype"_L1, &LogNode::m_optype},     {"content"_L1, &LogNode::m_content},
-                  {"lpath"_L1, &LogNode::m_lpath},       {"logfile"_L1, &LogNode::m_logfile},
-                  {"logname"_L1, &LogNode::m_logname}};
+    } fields[] = {{"datetime", &LogNode::m_datetime}, {"uname", &LogNode::m_uname},
+                  {"files", &LogNode::m_files},       {"filesinsync", &LogNode::m_filesinsync},
+                  {"status", &LogNode::m_status},     {"duration", &LogNode::m_duration},
+                  {"optype", &LogNode::m_optype},     {"content", &LogNode::m_content},
+                  {"lpath", &LogNode::m_lpath},       {"logfile", &LogNode::m_logfile},
+                  {"logname", &LogNode::m_logname}};
+    // A year of index files passes through here: no allocation, exact names first.
     for (const auto &f : fields) {
-        if (QAnyStringView::compare(key, f.name, Qt::CaseInsensitive) == 0) {
-            this->*f.field = value;
+        if (key == f.name) {
+            this->*f.field = std::move(value);
+            return true;
+        }
+    }
+    for (const auto &f : fields) {
+        if (key.size() == f.name.size() && qstrnicmp(key.data(), f.name.data(), size_t(key.size())) == 0) {
+            this->*f.field = std::move(value);
             return true;
         }
     }

@@ -2,7 +2,7 @@
 
 #include <QString>
 #include <QStringList>
-#include <QAnyStringView>
+#include <QByteArrayView>
 
 // One run of the engine (backup, restore, delete, rename, put-back, continuous protection) as the
 // day's XML index holds it: eleven text fields pointing at the run's plain-text session log.
@@ -36,8 +36,9 @@ public:
     void setLogfile(const QString &value) { m_logfile = value; }
     void setLogname(const QString &value) { m_logname = value; }
 
-    // Key-value assignment by field name ("datetime", ...); false for a name that is no field.
-    bool setValueForKey(QAnyStringView key, const QString &value);
+    // Key-value assignment by field name ("datetime", ...; ASCII letters in any case); false for a
+    // name that is no field.
+    bool setValueForKey(QByteArrayView key, QString value);
 
     // The record as the index writes it: "<record>", one tab-indented element per field in the
     // index's fixed order, "</record>", each line ending in a line feed; values as they are.

@@ -25,7 +25,7 @@ void XMLCALL startElement(void *data, const XML_Char *name, const XML_Char **)
     auto *state = static_cast<ParseState *>(data);
     if (std::strcmp(name, "record") == 0)
         state->recordNode = LogNode();
-    state->text.clear();
+    state->text.resize(0); // keeps its capacity
 }
 
 void XMLCALL characters(void *data, const XML_Char *text, int length)
@@ -37,10 +37,10 @@ void XMLCALL endElement(void *data, const XML_Char *name)
 {
     auto *state = static_cast<ParseState *>(data);
     if (std::strcmp(name, "record") == 0)
-        state->parsedData.append(state->recordNode);
+        state->parsedData.append(std::move(state->recordNode));
     else if (std::strcmp(name, "records") != 0) // names compared lower-cased; unknown ones ignored
-        state->recordNode.setValueForKey(QUtf8StringView(name), QString::fromUtf8(state->text));
-    state->text.clear();
+        state->recordNode.setValueForKey(QByteArrayView(name), QString::fromUtf8(state->text));
+    state->text.resize(0);
 }
 
 } // namespace
@@ -52,6 +52,7 @@ std::optional<QList<LogNode>> LogParseOperation::parseWhole(const QByteArray &xm
     const std::unique_ptr<std::remove_pointer_t<XML_Parser>, decltype(&XML_ParserFree)> parser(
         XML_ParserCreate("UTF-8"), &XML_ParserFree);
     ParseState state;
+    state.parsedData.reserve(xmlData.count("<record>"));
     XML_SetUserData(parser.get(), &state);
     XML_SetElementHandler(parser.get(), startElement, endElement);
     XML_SetCharacterDataHandler(parser.get(), characters);

@@ -196,6 +196,21 @@ TEST_F(LogManagerTest, RangesAndTheWholeFolder)
         << "each file once, a day's two together";
 }
 
+TEST_F(LogManagerTest, DeliveriesFollowTheOrderOfTheRequestsWhateverTheFileSizes)
+{
+    // Large files first: parsed side by side, the small ones would otherwise come first.
+    QStringList asked;
+    for (int day = 1; day <= 30; ++day) {
+        const QString name = QDate(2026, 10, day).toString(LogManager::kDayFormat);
+        writeIndex(name, QList<LogNode>(day <= 5 ? 3000 : 1, run(name)));
+        asked.append(name);
+    }
+    manager.fetchLogsFrom(QDateTime(QDate(2026, 10, 1), QTime(0, 0)), QDateTime(QDate(2026, 10, 31), QTime(0, 0)));
+    manager.waitForParses();
+    EXPECT_EQ(viewer.lognames(), asked);
+    EXPECT_EQ(viewer.deliveries.first().records->size(), 3000);
+}
+
 TEST_F(LogManagerTest, AnUnreadableIndexDeliversNone)
 {
     env.writeFile(kIndex + u"/11-15-2026.xml"_s, "<records><record><status>");

@@ -12,15 +12,11 @@ fi
 source "$(dirname "$0")/virtual-display.sh"
 start_scratch_root
 # One account, logged in, with a backup set and a daily schedule for tonight.
-python3 - "$root" "$home" <<'PY'
+PYTHONPATH="$(dirname "$0")" python3 - "$root" "$home" <<'PY'
 import os, plistlib, sys
+from demo_files import log_in, under
 root, home = sys.argv[1:3]
-def under(base, path):
-    full = os.path.join(base, path.lstrip('/'))
-    os.makedirs(os.path.dirname(full), exist_ok=True)
-    return full
-with open(under(home, 'Library/Application Support/CorvanePortableforMac/CVLoginDetails.plist'), 'wb') as f:
-    plistlib.dump({'CorvaneUsername': 'ann@example.com', 'Username': 'ann', 'serverName': 'storage1'}, f)
+log_in(home)
 with open(under(root, 'Library/Application Support/CorvaneforMac/BackupSets/ann@example.com.plist'), 'wb') as f:
     plistlib.dump([os.path.join(home, 'Documents')], f)
 PY

@@ -14,16 +14,12 @@ start_scratch_root
 mkdir -p "$home/Movies/Holidays"
 head -c 3000000 /dev/zero >"$home/Movies/Holidays/beach.mov"
 # One account, logged in; the proxy settings of this login; a request to open the preferences.
-python3 - "$root" "$home" "$(id -un)" <<'PY'
+PYTHONPATH="$(dirname "$0")" python3 - "$root" "$home" "$(id -un)" <<'PY'
 import os, plistlib, sys
+from demo_files import log_in, under
 root, home, login = sys.argv[1:4]
-def under(base, path):
-    full = os.path.join(base, path.lstrip('/'))
-    os.makedirs(os.path.dirname(full), exist_ok=True)
-    return full
 support = 'Library/Application Support/CorvanePortableforMac'
-with open(under(home, support + '/CVLoginDetails.plist'), 'wb') as f:
-    plistlib.dump({'CorvaneUsername': 'ann@example.com', 'Username': 'ann', 'serverName': 'storage1'}, f)
+log_in(home)
 with open(under(root, support + '/' + login + '/setting.plist'), 'wb') as f:
     plistlib.dump({'ProxyEnable': '1', 'ProxyAddress': 'proxy.example.com', 'ProxyPort': '3128',
                    'ProxyAuthEnable': '0'}, f)

@@ -9,21 +9,16 @@ import plistlib
 import subprocess
 import sys
 
+from demo_files import log_in, under
+
 lumenctl, root, home = sys.argv[1:4]
 env = dict(os.environ, HOME=home)
 account = 'ann@example.com'
 
 
-def under(base, path):
-    full = os.path.join(base, path.lstrip('/'))
-    os.makedirs(os.path.dirname(full), exist_ok=True)
-    return full
-
-
 support = 'Library/Application Support'
-with open(under(home, support + '/CorvanePortableforMac/CVLoginDetails.plist'), 'wb') as f:
-    plistlib.dump({'CorvaneUsername': account, 'Username': 'ann', 'serverName': 'storage1.corvane.example',
-                   'UserAtServer': 'ann@storage1', 'SSL': 'YES', 'quotaServername': 'quota.corvane.example'}, f)
+log_in(home, serverName='storage1.corvane.example', UserAtServer='ann@storage1', SSL='YES',
+       quotaServername='quota.corvane.example')
 documents = under(home, 'Documents/report.txt')
 with open(documents, 'w') as f:
     f.write('Quarterly report\n' * 200)

@@ -3,6 +3,7 @@
 #include "DesktopServices.h"
 #include "MonitorAccount.h"
 #include "MonitorFiles.h"
+#include "logview/LogViewController.h"
 #include "prefs/PreferencesPanes.h"
 #include "WebManagement.h"
 #include "product/FilePathAPIs.h"
@@ -108,6 +109,8 @@ void CorvaneMonitorController::createMenus()
         connect(addItem(m_statusMenu, ChangePasswordTag, u"Change Password"_s, nullptr), &QAction::triggered,
                 account, &MonitorAccount::changePassword);
     }
+    connect(addItem(m_statusMenu, ViewLogsTag, u"View Logs…"_s, nullptr), &QAction::triggered, this,
+            &CorvaneMonitorController::viewSessionLog);
     connect(addItem(m_statusMenu, PreferencesTag, u"Preferences…"_s, nullptr), &QAction::triggered, this,
             [this] { OpenPreferences(); });
     addItem(m_statusMenu, OnlineHelpTag, u"Online Help"_s, &CorvaneMonitorController::onlineHelp);

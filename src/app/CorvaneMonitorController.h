@@ -8,6 +8,7 @@
 #include "scheduler/CorvaneScheduleItem.h"
 
 #include <QAction>
+#include <QJsonValue>
 #include <QObject>
 #include <QPointer>
 
@@ -21,6 +22,8 @@ class DesktopServices;
 class DesktopNotifications;
 class DistributedNotificationCenter;
 class JobResultNotifier;
+class LogViewController;
+class LogWindowPresenter;
 class MinuteTimer;
 class MonitorAccount;
 class PreferencesPanes;
@@ -40,6 +43,7 @@ struct MonitorServices
     int networkTimeoutMs = 20000; // the update check gives up after this long without a byte
     NotificationWindowPresenter *notificationWindow = nullptr; // none: no notification window
     PreferencesWindowPresenter *preferencesWindow = nullptr;   // none: no preferences window
+    LogWindowPresenter *logWindow = nullptr;                   // none: no log window
 };
 
 // The status item's behaviour: its menu (actions identified by tag), tool tip and icon, job
@@ -62,6 +66,7 @@ public:
         // Items without a fixed tag in the product: numbered here for the views and tests.
         BackupNowTag = 1, ShowProgressTag = 2, LaunchApplicationTag = 3, OnlineHelpTag = 4,
         UpdateSoftwareTag = 5, ViewSchedulesTag = 6, QuitTag = 7, AccountHomeTag = 8, ShowStatusTag = 9, PreferencesTag = 10,
+        ViewLogsTag = 11,
     };
     static constexpr int kBlinkIntervalMs = 500;
 
@@ -168,6 +173,14 @@ public:
     void initialzePreferences();
     // The window, on the pane an object of "ViewExclude" names.
     void OpenPreferences(const QString &object = QString());
+    // The log viewer window: its controller made on first show, the stored period shown again
+    // on every show.
+    void viewSessionLog();
+    void closeSeesionLog();
+    void addLogViewToWindow();
+    LogViewController *logViewController() const { return m_logView.get(); }
+    // {"period": tag, "runs": rows listed} while the log window is open, else null.
+    QJsonValue logWindowStatus() const;
     // The window closes: every pane keeps what was edited.
     void windowWillClose();
     void reloadPreferences();
@@ -223,6 +236,7 @@ private:
     bool m_isMonitorClickedAfterQuotaExceed = false;
     QVariantMap m_mUserDetails;
     std::unique_ptr<PreferencesPanes> m_panes;
+    std::unique_ptr<LogViewController> m_logView;
     QString m_mPreviouslyLoggedInUser;
     std::optional<QString> m_lastSeenLogin;
     QString m_mSessionLogScheduledBackup;

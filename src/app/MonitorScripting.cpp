@@ -108,6 +108,7 @@ QString MonitorScripting::Status() const
     state.insert(u"toolTip"_s, m_controller->toolTip());
     const QString pane = m_controller->shownPreferencesPane();
     state.insert(u"preferencesPane"_s, pane.isEmpty() ? QJsonValue() : QJsonValue(pane));
+    state.insert(u"logWindow"_s, m_controller->logWindowStatus());
     if (state.value(u"runningJob"_s).isObject()) {
         // While a job runs the tool tip carries the engine's progress lines.
         QJsonObject job = state.value(u"runningJob"_s).toObject();

@@ -33,7 +33,8 @@ public Q_SLOTS:
     Q_SCRIPTABLE bool Activate(int tag);
     Q_SCRIPTABLE QString ToolTip() const;
     // status() of this monitor as compact JSON text, with "source": "monitor", its tool tip and
-    // the preferences pane on screen ("preferencesPane", null while the window is closed).
+    // the preferences pane on screen ("preferencesPane", null while the window is closed) and the
+    // log window ("logWindow": its period and the runs listed, null while it is closed).
     Q_SCRIPTABLE QString Status() const;
 
 private:

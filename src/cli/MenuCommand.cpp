@@ -14,7 +14,9 @@ const QMap<QString, int> kNamedItems{{u"backup-now"_s, 1},     {u"show-progress"
                                      {u"launch"_s, 3},         {u"help"_s, 4},
                                      {u"check-updates"_s, 5},  {u"manage-schedules"_s, 6},
                                      {u"quit"_s, 7},           {u"pause-resume"_s, 9122013},
-                                     {u"cancel-scheduled"_s, 9132013}, {u"toggle-all"_s, 9142013}};
+                                     {u"cancel-scheduled"_s, 9132013}, {u"toggle-all"_s, 9142013},
+                                     {u"account-status"_s, 9},  {u"preferences"_s, 10},
+                                     {u"view-logs"_s, 11}};
 
 } // namespace
 

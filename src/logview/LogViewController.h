@@ -58,6 +58,17 @@ public:
     virtual QString chooseFolder() = 0;
 };
 
+// The log window on screen, as the monitor sees it: built on first show.
+class LogWindowPresenter
+{
+public:
+    virtual ~LogWindowPresenter() = default;
+    // Shows `viewer`'s pane in the log window and brings it to the front.
+    virtual void showLogWindow(LogViewController *viewer) = 0;
+    virtual void closeLogWindow() = 0;
+    virtual bool isLogWindowOpen() const = 0;
+};
+
 // The operation log viewer: runs of a period (last week, two weeks, month, everything) in a
 // sortable table, the selected run's summary and detailed log, delete and archive, and the
 // link from a summary to the exclusion preferences.

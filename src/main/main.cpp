@@ -11,6 +11,7 @@
 #include "logging/SLLogger.h"
 #include "notify/views/AlertPaneWindowController.h"
 #include "notify/views/DesktopNotificationWindow.h"
+#include "logview/views/LogWindow.h"
 #include "prefs/views/PreferencesWindow.h"
 #include "platform/Clock.h"
 #include "platform/SystemInfo.h"
@@ -97,6 +98,8 @@ int main(int argc, char *argv[])
     DesktopNotificationWindow notificationWindow; // its rows are built when first shown
     MonitorServices services{&Clock::system(), &alerts, &desktop, &network, !parser.isSet(u"no-channel"_s)};
     services.notificationWindow = &notificationWindow;
+    LogWindow logWindow; // its pane is built when first shown
+    services.logWindow = &logWindow;
     CorvaneMonitorController controller(services);
     PreferencesWindow preferences([&controller] { return controller.preferencesPanes(); },
                                   [&controller] { controller.windowWillClose(); });

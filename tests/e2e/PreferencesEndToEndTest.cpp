@@ -2,7 +2,7 @@
 // meeting on the test's bus as they do on a desktop.
 
 #include "Child.h"
-#include "app/MonitorScripting.h"
+#include "MonitorBus.h"
 #include "prefs/CVTabViewController.h"
 #include "prefs/ExcludeViewController.h"
 #include "prefs/UserPreferences.h"
@@ -34,21 +34,6 @@ class PreferencesEndToEndTest : public ::testing::Test
 {
 protected:
     void SetUp() override { writeLogin({{u"CorvaneUsername"_s, kAccount}, {u"Username"_s, u"ann"_s}}, kAccount); }
-
-    static QJsonObject monitorStatus()
-    {
-        QDBusMessage call = QDBusMessage::createMethodCall(
-            MonitorScripting::serviceName(u"corvane"_s), QString::fromLatin1(MonitorScripting::kPath),
-            QString::fromLatin1(MonitorScripting::kInterface), u"Status"_s);
-        const QDBusMessage reply = QDBusConnection::sessionBus().call(call, QDBus::Block, 2000);
-        return QJsonDocument::fromJson(reply.arguments().value(0).toString().toUtf8()).object();
-    }
-
-    static bool monitorIsUp()
-    {
-        return QDBusConnection::sessionBus().interface()->isServiceRegistered(
-            MonitorScripting::serviceName(u"corvane"_s)).value();
-    }
 
     // Runs lumenctl to its end; its standard output.
     QByteArray lumenctl(const QStringList &arguments)

@@ -3,6 +3,7 @@
 #include "DesktopServices.h"
 #include "MonitorAccount.h"
 #include "MonitorFiles.h"
+#include "SessionLogList.h"
 #include "logview/LogViewController.h"
 #include "prefs/PreferencesPanes.h"
 #include "WebManagement.h"
@@ -47,6 +48,7 @@ const QString kBlinkIcon = u"Portable_tray1"_s;
 CorvaneMonitorController::CorvaneMonitorController(const MonitorServices &services, QObject *parent)
     : QObject(parent)
     , m_services(services)
+    , m_sessionLogs(new SessionLogList(this))
 {
     MonitorAccount::Services account{services.clock, services.desktop, services.network,
                                      [this](const QString &name) { return isApplicationRunning(name); }};
@@ -221,6 +223,8 @@ void CorvaneMonitorController::awakeFromNib()
         m_refreshTimer->start();
         checkForTotalQuota();
     });
+    showTrayHelp();
+    checkCDP();
     checkForTotalQuota();
 }
 

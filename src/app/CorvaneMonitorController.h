@@ -24,6 +24,9 @@ class DistributedNotificationCenter;
 class JobResultNotifier;
 class LogViewController;
 class LogWindowPresenter;
+class SessionLogList;
+class SessionLogWindowPresenter;
+class TrayHelpPresenter;
 class MinuteTimer;
 class MonitorAccount;
 class PreferencesPanes;
@@ -44,6 +47,8 @@ struct MonitorServices
     NotificationWindowPresenter *notificationWindow = nullptr; // none: no notification window
     PreferencesWindowPresenter *preferencesWindow = nullptr;   // none: no preferences window
     LogWindowPresenter *logWindow = nullptr;                   // none: no log window
+    SessionLogWindowPresenter *sessionLogWindow = nullptr;     // none: no session-log list window
+    TrayHelpPresenter *trayHelp = nullptr;                     // none: no first-run help
 };
 
 // The status item's behaviour: its menu (actions identified by tag), tool tip and icon, job
@@ -97,6 +102,12 @@ public:
     QString shownPreferencesPane() const;
     PreferencesPanes *preferencesPanes() const { return m_panes.get(); }
     void setPreferencesWindow(PreferencesWindowPresenter *window) { m_services.preferencesWindow = window; }
+    void setSessionLogWindow(SessionLogWindowPresenter *window) { m_services.sessionLogWindow = window; }
+    void setTrayHelp(TrayHelpPresenter *help) { m_services.trayHelp = help; }
+    // The first-run help, when the installer left its marker: shown for 20 seconds, once.
+    void showTrayHelp();
+    void closeTrayHelp();
+    bool isTrayHelpShown() const { return m_trayHelpShown; }
     QString mPreviouslyLoggedInUser() const { return m_mPreviouslyLoggedInUser; }
     QString mSessionLogScheduledBackup() const { return m_mSessionLogScheduledBackup; }
     bool isBlinking() const;
@@ -126,7 +137,14 @@ public:
     // The user opened the status menu: a quota warning counts as seen and stops blinking.
     void statusItemClicked();
     // Opens the session log of the last scheduled backup.
-    void openLogfile() override;
+    // The last scheduled backup's session log, with the desktop's application for it.
+    void openLogfile();
+    // The session-log list: its window in front, the first row selected.
+    void viewLog() override;
+    void reloadSessionLogs();
+    void openSelectedSessionLogs(const QList<int> &rows);
+    void deleteSelectedSessionLogs(const QList<int> &rows);
+    SessionLogList *sessionLogArray() const { return m_sessionLogs; }
     void upgradeAccount(const QString &user) override;
     // From the preferences window and its general pane.
     void upgradeAccount() override;
@@ -237,6 +255,8 @@ private:
     QVariantMap m_mUserDetails;
     std::unique_ptr<PreferencesPanes> m_panes;
     std::unique_ptr<LogViewController> m_logView;
+    SessionLogList *m_sessionLogs; // a child
+    bool m_trayHelpShown = false;
     QString m_mPreviouslyLoggedInUser;
     std::optional<QString> m_lastSeenLogin;
     QString m_mSessionLogScheduledBackup;

@@ -5,7 +5,9 @@
 #include "product/FilePathAPIs.h"
 #include "product/LaunchOptions.h"
 #include "app/MonitorScripting.h"
+#include "app/views/SessionLogWindow.h"
 #include "app/views/StatusItemView.h"
+#include "app/views/TrayHelpWindow.h"
 #include "ipc/MessageSendingModule.h"
 #include "logging/SLBackupProgressLogger.h"
 #include "logging/SLLogger.h"
@@ -101,9 +103,17 @@ int main(int argc, char *argv[])
     LogWindow logWindow; // its pane is built when first shown
     services.logWindow = &logWindow;
     CorvaneMonitorController controller(services);
+    SessionLogWindow sessionLogs([&controller](const QList<int> &rows) { controller.openSelectedSessionLogs(rows); },
+                                 [&controller](const QList<int> &rows) { controller.deleteSelectedSessionLogs(rows); });
+    controller.setSessionLogWindow(&sessionLogs);
     PreferencesWindow preferences([&controller] { return controller.preferencesPanes(); },
                                   [&controller] { controller.windowWillClose(); });
     controller.setPreferencesWindow(&preferences);
+    const StatusItemView *statusItemView = nullptr; // made once the monitor has started
+    TrayHelpWindow trayHelp([&statusItemView] {
+        return statusItemView ? statusItemView->trayIcon()->geometry() : QRect();
+    });
+    controller.setTrayHelp(&trayHelp);
     QObject::connect(&controller, &CorvaneMonitorController::quitRequested, &app, &QApplication::quit);
     controller.awakeFromNib();
 
@@ -112,6 +122,7 @@ int main(int argc, char *argv[])
         SLLogger::logMonitorTrace(u"The monitor cannot be scripted: its bus name is taken or there is no bus"_s);
 
     StatusItemView statusItem(&controller);
+    statusItemView = &statusItem;
     if (!QSystemTrayIcon::isSystemTrayAvailable())
         SLLogger::logMonitorTrace(u"No system tray is available yet; the icon appears when one starts"_s);
     statusItem.show();

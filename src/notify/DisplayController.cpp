@@ -70,7 +70,7 @@ void DisplayController::closeWindow()
 void DisplayController::openLogs()
 {
     if (m_delegate)
-        m_delegate->openLogfile();
+        m_delegate->viewLog();
 }
 
 void DisplayController::upgradeAccount()

@@ -35,7 +35,8 @@ public:
 class DisplayControllerDelegate {
 public:
     virtual ~DisplayControllerDelegate() = default;
-    virtual void openLogfile() = 0;
+    // "View Logs": the list of session logs.
+    virtual void viewLog() = 0;
     virtual void upgradeAccount(const QString &user) = 0;
 };
 

@@ -3,6 +3,7 @@
 // The monitor controller of either brand on a private root, with fakes for what it shows.
 
 #include "app/CorvaneMonitorController.h"
+#include "app/TrayHelp.h"
 #include "notify/DisplayController.h"
 #include "scheduler/CorvaneScheduleItem.h"
 #include "support/FakeAlertPresenter.h"
@@ -72,6 +73,7 @@ protected:
         MonitorServices services{&clock, &alerts, desktopServices ? desktopServices : &desktop, &network, false};
         services.notificationWindow = &notificationWindow;
         services.preferencesWindow = preferencesWindow;
+        services.trayHelp = trayHelp;
         services.networkTimeoutMs = networkTimeoutMs;
         controller = std::make_unique<CorvaneMonitorController>(services);
         controller->awakeFromNib();
@@ -112,6 +114,7 @@ protected:
     FakeDesktop desktop;
     FakeNotificationWindow notificationWindow;
     PreferencesWindowPresenter *preferencesWindow = nullptr; // set before start()
+    TrayHelpPresenter *trayHelp = nullptr;                   // set before start()
     QNetworkAccessManager network;
     std::unique_ptr<CorvaneMonitorController> controller;
 };

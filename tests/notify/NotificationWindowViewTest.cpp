@@ -20,7 +20,7 @@ namespace {
 class Monitor : public DisplayControllerDelegate
 {
 public:
-    void openLogfile() override { ++logsOpened; }
+    void viewLog() override { ++logsOpened; }
     void upgradeAccount(const QString &user) override { upgrades.append(user); }
     int logsOpened = 0;
     QStringList upgrades;

@@ -280,6 +280,13 @@ TEST_P(MonitorControllerTest, MessagesOfTheCompanion)
 {
     receive(u"Backing up: 10% done"_s, 2, true);
     EXPECT_EQ(controller->toolTip(), u"Backing up: 10% done"_s);
+    // A type that is no number counts as type 0, which nothing handles.
+    for (const QString &type : {u"two"_s, u""_s, u"0"_s, u"12"_s}) {
+        controller->didReceiveIPCMessage({{u"Not a tool tip"_s, type, u"CorvanePortableAM"_s, u"CorvanePortableMA"_s},
+                                          u":1.7"_s, true});
+        QCoreApplication::processEvents();
+        EXPECT_EQ(controller->toolTip(), u"Backing up: 10% done"_s) << type.toStdString();
+    }
 
     // Operation state: only "Start" and "Terminate" count.
     const struct { QString payload; bool fromCompanion; bool expected; } operations[] = {

@@ -7,6 +7,11 @@
 
 #include <QDir>
 #include <QFile>
+#include <QFileInfo>
+#include <QProcess>
+#include <QTemporaryDir>
+
+#include <unistd.h>
 
 #include <gtest/gtest.h>
 
@@ -224,21 +229,55 @@ TEST_F(LogViewTest, DeletingAsksAndTheLastRunOfADayTakesItsIndex)
     EXPECT_TRUE(viewer.mLogContainer().isEmpty());
 }
 
+// A folder nobody may write to: read-only for an ordinary user, a read-only mount for root (who
+// may write to any folder of a writable file system).
+class ReadOnlyFolder
+{
+public:
+    ReadOnlyFolder()
+    {
+        if (::geteuid() == 0)
+            m_mounted = QProcess::execute(u"mount"_s, {u"-t"_s, u"tmpfs"_s, u"-o"_s, u"ro,size=64k"_s, u"tmpfs"_s, m_dir.path()}) == 0;
+        else
+            QFile::setPermissions(m_dir.path(), QFile::ReadOwner | QFile::ExeOwner);
+    }
+    ~ReadOnlyFolder()
+    {
+        if (m_mounted)
+            QProcess::execute(u"umount"_s, {m_dir.path()});
+        QFile::setPermissions(m_dir.path(), QFile::ReadOwner | QFile::WriteOwner | QFile::ExeOwner);
+    }
+    QString path() const { return m_dir.path(); }
+
+private:
+    QTemporaryDir m_dir;
+    bool m_mounted = false;
+};
+
 TEST_F(LogViewTest, ArchivingCopiesTheLogsOrOffersAnotherFolder)
 {
     writeDay(u"11-16-2026"_s, {run(u"11-16-2026"_s, u"08:00"_s), run(u"11-16-2026"_s, u"09:00"_s)});
     show(LogViewController::LastWeek);
+    ReadOnlyFolder readOnly;
+    ASSERT_FALSE(QFileInfo(readOnly.path()).isWritable()) << "no read-only folder can be made here";
     QTemporaryDir chosen;
-    folder.answers = {chosen.path() + u"/gone"_s, chosen.path()}; // the first no longer exists
+    folder.answers = {readOnly.path(), chosen.path()};
     alerts.answerWith({AlertPresenter::kDefault}); // "Select another"
     viewer.archiveSelectedLog({0, 1});
     ASSERT_EQ(alerts.shown().size(), 1);
     EXPECT_EQ(alerts.lastMessage(), u"Selected folder doesn't have write permission. "_s);
     EXPECT_EQ(alerts.shown().last().title, u"Unable to write the file(s)"_s);
     EXPECT_EQ(alerts.shown().last().buttons.defaultButton, u"Select another"_s);
+    EXPECT_EQ(alerts.shown().last().buttons.alternateButton, u"OK"_s);
     EXPECT_EQ(folder.asked, 2);
     EXPECT_EQ(QDir(chosen.path()).entryList(QDir::Files),
               (QStringList{u"B11-16-2026-08-00-00.log"_s, u"B11-16-2026-09-00-00.log"_s}));
+
+    folder.asked = 0;
+    folder.answers = {readOnly.path()};
+    alerts.answerWith({AlertPresenter::kAlternate}); // "OK": nothing more
+    viewer.archiveSelectedLog({0});
+    EXPECT_EQ(folder.asked, 1);
 }
 
 TEST_F(LogViewTest, TheContextMenuNeedsAClickedRowAndTakesItAsTheSelection)

@@ -104,6 +104,7 @@ public:
     void setPreferencesWindow(PreferencesWindowPresenter *window) { m_services.preferencesWindow = window; }
     void setSessionLogWindow(SessionLogWindowPresenter *window) { m_services.sessionLogWindow = window; }
     void setTrayHelp(TrayHelpPresenter *help) { m_services.trayHelp = help; }
+    void setLogWindow(LogWindowPresenter *window) { m_services.logWindow = window; }
     // The first-run help, when the installer left its marker: shown for 20 seconds, once.
     void showTrayHelp();
     void closeTrayHelp();
@@ -138,7 +139,7 @@ public:
     void statusItemClicked();
     // Opens the session log of the last scheduled backup.
     // The last scheduled backup's session log, with the desktop's application for it.
-    void openLogfile();
+    void openLogfile() override;
     // The session-log list: its window in front, the first row selected.
     void viewLog() override;
     void reloadSessionLogs();

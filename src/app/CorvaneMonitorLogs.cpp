@@ -71,7 +71,7 @@ void CorvaneMonitorController::openSelectedSessionLogs(const QList<int> &rows)
     for (const int row : std::as_const(ascending)) {
         if (row < 0 || row >= m_sessionLogs->rows().size())
             continue;
-        // With the desktop's text viewer; a file it cannot show goes to the log viewer's reader.
+        // With the desktop's application for the file; one it cannot open is named in the trace.
         const QString path = Paths::current().resolve(m_sessionLogs->rows().at(row).Filepath);
         if (!m_services.desktop->openUrl(QUrl::fromLocalFile(path)))
             SLLogger::logMonitorTrace(u"Could not open the session log "_s + path);

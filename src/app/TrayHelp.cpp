@@ -2,12 +2,12 @@
 
 namespace TrayHelp {
 
-QPoint origin(const QRect &itemFrame, int arrowWidth)
+QPoint origin(const QRect &itemFrame)
 {
-    const int below = 130 - kWindowSize.height(); // from the item's bottom to the window's top
+    constexpr int kBelow = 130;
     if (!itemFrame.isValid())
-        return QPoint(0, below);
-    return QPoint(itemFrame.x() - arrowWidth / 2, itemFrame.y() + itemFrame.height() + below);
+        return QPoint(0, kBelow);
+    return QPoint(itemFrame.x() - kWindowSize.width() / 2, itemFrame.y() + itemFrame.height() + kBelow);
 }
 
 } // namespace TrayHelp

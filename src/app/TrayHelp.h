@@ -10,11 +10,10 @@ namespace TrayHelp {
 constexpr QSize kWindowSize(307, 99);
 constexpr int kShownMs = 20000;
 
-// The window's top-left on a screen whose y grows downwards: half the arrow's width left of the
-// item, and its bottom 130 points below the item's bottom (the platform places windows by their
-// bottom-left corner, y growing upwards, at the item's y less 130). With no item frame known, at
-// the screen's left edge, as far below the top.
-QPoint origin(const QRect &itemFrame, int arrowWidth);
+// The window's top-left on a screen whose y grows downwards: half the arrow view's width (the
+// whole window) left of the item, and 130 points below the item's bottom edge (the item's y less
+// 130 where y grows upwards). With no item frame known, at the screen's left edge, 130 points down.
+QPoint origin(const QRect &itemFrame);
 
 } // namespace TrayHelp
 

@@ -85,9 +85,8 @@ void LogManager::loadIndex(const QString &name, const QString &todaysName, const
     m_currentLog = name;
     // Today's index may still grow: it is always read again.
     if (todaysName != name && !m_logData.isEmpty() && m_logData.contains(name)) {
-        m_isParsed = false;
-        if (m_master)
-            m_master->xmlParsed(m_logData.value(name));
+        // Handed over at once, unless a parse asked for earlier is still running: in order.
+        parsed(m_nextTicket++, m_generation, false, m_logData.value(name));
         return;
     }
     m_isParsed = true;
@@ -99,7 +98,8 @@ void LogManager::queueParse(const QString &name)
     const QString path = real(stringWithFormat(u"%@/%@.xml"_s, {mLogDumpPath, name}));
     const int ticket = m_nextTicket++;
     const bool fresh = m_isParsed;
-    mQueue.start([this, name, path, ticket, fresh, cancelled = m_cancelled] {
+    const int generation = m_generation;
+    mQueue.start([this, name, path, ticket, generation, fresh, cancelled = m_cancelled] {
         if (*cancelled)
             return;
         const FileContents file = FileContents::readLocal(path);
@@ -110,17 +110,19 @@ void LogManager::queueParse(const QString &name)
         }
         if (*cancelled)
             return;
-        QMetaObject::invokeMethod(this, [this, ticket, fresh, records = std::move(result.records)] {
-            parsed(ticket, fresh, records);
+        QMetaObject::invokeMethod(this, [this, ticket, generation, fresh, records = std::move(result.records)] {
+            parsed(ticket, generation, fresh, records);
         });
     });
 }
 
-void LogManager::parsed(int ticket, bool fresh, const std::optional<QList<LogNode>> &records)
+void LogManager::parsed(int ticket, int generation, bool fresh, const std::optional<QList<LogNode>> &records)
 {
-    m_waiting.insert(ticket, {fresh, records});
+    m_waiting.insert(ticket, {generation, fresh, records});
     while (m_waiting.contains(m_nextDelivery)) {
         const Parsed next = m_waiting.take(m_nextDelivery++);
+        if (next.generation != m_generation)
+            continue; // asked for before the viewer changed its mind
         m_isParsed = next.fresh; // what the viewer's addToLogCache reads
         if (m_master)
             m_master->xmlParsed(next.records);

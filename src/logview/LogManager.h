@@ -73,6 +73,8 @@ public:
     int logLimit() const { return m_logLimit; }
     // Blocks until every queued parse has been delivered (the main thread keeps delivering).
     void waitForParses();
+    // What was asked for so far is not delivered any more (the viewer changed its period).
+    void dropPendingDeliveries() { ++m_generation; }
 
 private:
     // `listed`: the folder's files when just listed, else each file is looked for.
@@ -80,10 +82,11 @@ private:
     void loadIndex(const QString &name, const QString &todaysName, const QSet<QString> *listed);
     void queueParse(const QString &name);
     // A parse has ended (main thread): deliveries go out in the order the parses were asked for.
-    void parsed(int ticket, bool fresh, const std::optional<QList<LogNode>> &records);
+    void parsed(int ticket, int generation, bool fresh, const std::optional<QList<LogNode>> &records);
 
     struct Parsed
     {
+        int generation;
         bool fresh;
         std::optional<QList<LogNode>> records;
     };
@@ -98,6 +101,7 @@ private:
     QThreadPool mQueue;
     int m_nextTicket = 0;    // of the next parse asked for
     int m_nextDelivery = 0;  // the ticket whose records go to the viewer next
+    int m_generation = 0;    // deliveries asked for in an earlier one are dropped
     QHash<int, Parsed> m_waiting; // parsed ahead of their turn
     std::shared_ptr<std::atomic_bool> m_cancelled = std::make_shared<std::atomic_bool>(false);
 };

@@ -226,8 +226,10 @@ void LogViewController::DisplayLogsFrom(int tag)
         m_container.clear();
         m_selectedRow = -1;
         m_model->reload();
+        showTexts({}, {});
         if (!LogMgrInst)
             return;
+        LogMgrInst->dropPendingDeliveries(); // days still on their way belong to the old period
         if (tag == FromTheBeginning)
             LogMgrInst->fetchAllLogs();
         else
@@ -284,7 +286,10 @@ LogText LogViewController::loadTextView(const QString &path, bool summary)
         QFile whole(file.filePath());
         if (!whole.open(QIODevice::ReadOnly))
             return shown;
-        shown.text = QString::fromUtf8(whole.readAll());
+        QStringDecoder strict(QStringDecoder::Utf8, QStringDecoder::Flag::Stateless);
+        shown.text = strict(whole.readAll());
+        if (strict.hasError())
+            return LogText(); // not text: nothing shown
         const qsizetype sentence = shown.text.indexOf(kClickHereSentence);
         if (summary && sentence >= 0) {
             shown.linkStart = int(shown.text.indexOf(u"Click here"_s, sentence, Qt::CaseInsensitive));
@@ -373,7 +378,10 @@ void LogViewController::deleteRow(int row)
         return;
     removeRun(m_container.at(row));
     m_model->reload();
-    tableViewSelectionChanged(-1);
+    // The row stays selected in the table: it now shows the next run.
+    const int next = qMin(row, int(m_container.size()) - 1);
+    tableViewSelectionChanged(next);
+    Q_EMIT selectRowRequested(next);
 }
 
 void LogViewController::deleteSelectedItems(const QList<int> &rows)

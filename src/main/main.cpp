@@ -100,8 +100,6 @@ int main(int argc, char *argv[])
     DesktopNotificationWindow notificationWindow; // its rows are built when first shown
     MonitorServices services{&Clock::system(), &alerts, &desktop, &network, !parser.isSet(u"no-channel"_s)};
     services.notificationWindow = &notificationWindow;
-    LogWindow logWindow; // its pane is built when first shown
-    services.logWindow = &logWindow;
     CorvaneMonitorController controller(services);
     SessionLogWindow sessionLogs([&controller](const QList<int> &rows) { controller.openSelectedSessionLogs(rows); },
                                  [&controller](const QList<int> &rows) { controller.deleteSelectedSessionLogs(rows); });
@@ -114,6 +112,8 @@ int main(int argc, char *argv[])
         return statusItemView ? statusItemView->trayIcon()->geometry() : QRect();
     });
     controller.setTrayHelp(&trayHelp);
+    LogWindow logWindow; // its pane is built when first shown, and goes before the monitor
+    controller.setLogWindow(&logWindow);
     QObject::connect(&controller, &CorvaneMonitorController::quitRequested, &app, &QApplication::quit);
     controller.awakeFromNib();
 

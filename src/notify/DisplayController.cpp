@@ -70,6 +70,12 @@ void DisplayController::closeWindow()
 void DisplayController::openLogs()
 {
     if (m_delegate)
+        m_delegate->openLogfile();
+}
+
+void DisplayController::didClickViewLogs()
+{
+    if (m_delegate)
         m_delegate->viewLog();
 }
 

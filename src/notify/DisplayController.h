@@ -35,7 +35,9 @@ public:
 class DisplayControllerDelegate {
 public:
     virtual ~DisplayControllerDelegate() = default;
-    // "View Logs": the list of session logs.
+    // The last scheduled backup's session log ("View Log" of the older panel).
+    virtual void openLogfile() = 0;
+    // The list of session logs ("View Logs" of the notification window).
     virtual void viewLog() = 0;
     virtual void upgradeAccount(const QString &user) = 0;
 };
@@ -60,6 +62,7 @@ public:
     // Puts the notification window away.
     void closeWindow();
     void openLogs();
+    void didClickViewLogs();
     void upgradeAccount();
 
     DisplayControllerDelegate *delegate() const { return m_delegate; }

@@ -85,7 +85,7 @@ TEST_P(MonitorLogsTest, TheNotificationWindowsViewLogsShowsTheList)
     env.writeFile(folder + u"/Backup 11-16-2026-10-20-30"_s, "a");
     receive(QVariantMap{{u"FileCount"_s, 3}, {u"StatusMessage"_s, u"Backup completed"_s}}, 1, true);
     ASSERT_FALSE(notificationWindow.shown.isEmpty());
-    controller->notificationDisplayController()->openLogs();
+    controller->notificationDisplayController()->didClickViewLogs();
     EXPECT_EQ(window.shown, QList<int>{1});
 }
 
@@ -128,10 +128,10 @@ TEST_P(MonitorLogsTest, TheFirstRunHelpShowsOnceWhenTheInstallerLeftItsMarker)
     trayHelp = nullptr;
 }
 
-TEST(TrayHelpPlacement, HalfTheArrowLeftOfTheItemAnd130PointsBelowIt)
+TEST(TrayHelpPlacement, HalfTheArrowViewLeftOfTheItemAnd130PointsBelowIt)
 {
-    EXPECT_EQ(TrayHelp::origin(QRect(1000, 0, 24, 24), 28), QPoint(986, 24 + 130 - 99));
-    EXPECT_EQ(TrayHelp::origin(QRect(), 28), QPoint(0, 130 - 99)) << "no frame known";
+    EXPECT_EQ(TrayHelp::origin(QRect(1000, 0, 24, 24)), QPoint(1000 - 153, 24 + 130));
+    EXPECT_EQ(TrayHelp::origin(QRect()), QPoint(0, 130)) << "no frame known";
     EXPECT_EQ(TrayHelp::kWindowSize, QSize(307, 99));
 }
 

@@ -153,6 +153,23 @@ TEST_F(LogViewTest, TheSummaryTabComesWithASummaryAndLinksToTheExclusions)
     EXPECT_TRUE(viewer.detailText().text.isEmpty() && viewer.summaryText().text.isEmpty());
 }
 
+TEST_F(LogViewTest, ANewPeriodTakesNoDayOfTheOldOneAndClearsTheTexts)
+{
+    for (int day = 1; day <= 28; ++day) {
+        const QString name = QDate(2026, 10, day).toString(LogManager::kDayFormat);
+        writeDay(name, QList<LogNode>(50, run(name, u"09:00"_s)));
+    }
+    writeDay(u"11-15-2026"_s, {run(u"11-15-2026"_s, u"09:00"_s)});
+    show(LogViewController::LastWeek);
+    viewer.tableViewSelectionChanged(0);
+    ASSERT_FALSE(viewer.detailText().text.isEmpty());
+
+    viewer.DisplayLogsFrom(LogViewController::FromTheBeginning); // a month of days on their way...
+    EXPECT_TRUE(viewer.detailText().text.isEmpty()) << "no run selected: no texts";
+    show(LogViewController::LastWeek);                         // ...and the user goes back at once
+    EXPECT_EQ(viewer.mLogContainer().size(), 1) << "only last week's run";
+}
+
 TEST(LogText, LogsOverTenKilobytesAreClippedWithALinkToTheWholeLog)
 {
     TestEnvironment env;
@@ -170,6 +187,8 @@ TEST(LogText, LogsOverTenKilobytesAreClippedWithALinkToTheWholeLog)
 
     env.writeFile(path, QByteArray(10239, 'a') + "\xc3\xa9" + QByteArray(100, 'b')); // "é" cut in two
     EXPECT_EQ(LogViewController::loadTextView(path, false).text, u" "_s);
+    env.writeFile(path, "short but \xff not text");
+    EXPECT_EQ(LogViewController::loadTextView(path, false), LogText()) << "a small log that is no UTF-8";
     EXPECT_EQ(LogViewController::loadTextView(u"/logs/missing.log"_s, false), LogText());
 }
 
@@ -212,7 +231,9 @@ TEST_F(LogViewTest, DeletingAsksAndTheLastRunOfADayTakesItsIndex)
     const LogNode lastOfItsDay = viewer.mLogContainer().at(2);
     alerts.answerWith({AlertPresenter::kDefault});
     viewer.deleteRow(2);
+    EXPECT_EQ(alerts.shown().last().title, u"Corvane Lumen"_s);
     EXPECT_EQ(viewer.mLogContainer().size(), 2);
+    EXPECT_EQ(viewer.selectedRow(), 1) << "the table's row now shows the run before it";
     EXPECT_FALSE(env.exists(lastOfItsDay.logfile()));
     EXPECT_FALSE(env.exists(LogManager::kIndexFolder + u"/11-15-2026.xml"_s));
 

@@ -37,9 +37,11 @@ public:
 class Monitor : public DisplayControllerDelegate
 {
 public:
-    void viewLog() override { ++logsOpened; }
+    void openLogfile() override { ++logsOpened; }
+    void viewLog() override { ++listsShown; }
     void upgradeAccount(const QString &user) override { upgrades.append(user); }
     int logsOpened = 0;
+    int listsShown = 0;
     QStringList upgrades;
 };
 
@@ -200,8 +202,10 @@ TEST_F(DisplayControllerTest, ButtonsReachTheMonitorWithTheNameShown)
     show(false, false, {{u"TotalCount"_s, u"3"_s}}); // names nobody: the label keeps its text
     EXPECT_EQ(window.shown.last().userName, u"ann@example.com"_s);
     controller.openLogs();
+    controller.didClickViewLogs();
     controller.upgradeAccount();
     EXPECT_EQ(monitor.logsOpened, 1);
+    EXPECT_EQ(monitor.listsShown, 1);
     EXPECT_EQ(monitor.upgrades, QStringList{u"ann@example.com"_s});
     show(true, false, with(kPersonal, u"Username"_s, u"bob"_s));
     controller.upgradeAccount();

@@ -81,7 +81,7 @@ void TrayHelpWindow::showTrayHelp()
         // Where the platform puts it; kept on the screen, with the arrow still under the item
         // (a tray at the screen's right edge would push the window off it).
         const QRect item = m_itemFrame ? m_itemFrame() : QRect();
-        QPoint at = TrayHelp::origin(item, kArrowWidth);
+        QPoint at = TrayHelp::origin(item);
         if (const QScreen *screen = item.isValid() ? QGuiApplication::screenAt(item.center()) : nullptr)
             at.setX(qBound(screen->geometry().left(), at.x(), screen->geometry().right() + 1 - TrayHelp::kWindowSize.width()));
         const int arrowLeft = item.isValid() ? item.center().x() - kArrowWidth / 2 - at.x() : 12;
@@ -91,6 +91,8 @@ void TrayHelpWindow::showTrayHelp()
         window->setFixedSize(TrayHelp::kWindowSize);
         window->move(at);
         window->show();
+        window->raise();
+        window->activateWindow();
         m_window = window;
     });
 }

@@ -65,7 +65,8 @@ LogView::LogView(LogViewController *controller, QWidget *parent)
 
 LogView::~LogView()
 {
-    m_controller->setFolderChooser(nullptr);
+    if (m_controller)
+        m_controller->setFolderChooser(nullptr);
 }
 
 void LogView::connectControls()

@@ -2,6 +2,7 @@
 
 #include "logview/LogViewController.h"
 
+#include <QPointer>
 #include <QWidget>
 
 #include <memory>
@@ -33,7 +34,7 @@ private:
     QList<int> selectedRows() const;
     static void showText(QTextBrowser *view, const LogText &text);
 
-    LogViewController *m_controller;
+    QPointer<LogViewController> m_controller; // the monitor's; it may go first when the monitor quits
     std::unique_ptr<Ui::LogView> m_ui;
     QWidget *m_summaryTab = nullptr;
 };

@@ -195,7 +195,7 @@ QLayout *DesktopNotificationWindow::buildButtonRow()
 
     connect(m_viewLogsButton, &QPushButton::clicked, this, [this] {
         if (m_controller)
-            m_controller->openLogs();
+            m_controller->didClickViewLogs();
     });
     connect(upgrade, &QPushButton::clicked, this, [this] {
         if (m_controller)

@@ -132,6 +132,9 @@ public:
     void onCDPYesButton();
     void onCDPNoButton();
     bool isMagicFileExists() const;
+    // On a machine set up for internal support (the magic file), asks before `feature` is turned
+    // on there; true when it may go on.
+    bool supportMachineAgrees(const QString &feature) const;
     void manageSchedules();
     void launchApplication();
     void onlineHelp();

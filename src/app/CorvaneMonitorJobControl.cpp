@@ -320,13 +320,7 @@ void CorvaneMonitorController::webManagement(QAction *item)
         runWebManagementCommands();
         return;
     }
-    if (m_webManagement->isMagicFileExists()
-        && m_services.alerts->displayMessage(
-               u"THIS APPLICATION HAS BEEN CONFIGURED FOR INTERNAL SUPPORT USE.\nWould you like to enable Remote "
-               "Manage in this machine?"_s,
-               SLLocalizedString(u"ApplicationName"_s),
-               {SLLocalizedString(u"OK"_s), SLLocalizedString(u"Cancel"_s), QString()}, true)
-            != AlertPresenter::kDefault) {
+    if (!supportMachineAgrees(u"Remote Manage"_s)) {
         item->setChecked(false);
         m_webManagement->writeWebManagementState(false, user);
         return;

@@ -70,13 +70,7 @@ void CorvaneMonitorController::ContinuousDataProtectionSelected(QAction *item)
     if (item)
         item->setChecked(wasOn); // the state file decides, once confirmed
     const bool a = corvane();
-    if (!wasOn && isMagicFileExists()
-        && m_services.alerts->displayMessage(
-               u"THIS APPLICATION HAS BEEN CONFIGURED FOR INTERNAL SUPPORT USE.\nWould you like to enable CDP in "
-               "this machine?"_s,
-               SLLocalizedString(u"ApplicationName"_s),
-               {SLLocalizedString(u"OK"_s), SLLocalizedString(u"Cancel"_s), QString()}, true)
-            != AlertPresenter::kDefault) {
+    if (!wasOn && !supportMachineAgrees(u"CDP"_s)) {
         checkCDP(); // the general pane's box goes back to what the file says
         return;
     }
@@ -118,6 +112,17 @@ void CorvaneMonitorController::onCDPNoButton()
 bool CorvaneMonitorController::isMagicFileExists() const
 {
     return m_webManagement->isMagicFileExists();
+}
+
+bool CorvaneMonitorController::supportMachineAgrees(const QString &feature) const
+{
+    return !isMagicFileExists()
+        || m_services.alerts->displayMessage(
+               u"THIS APPLICATION HAS BEEN CONFIGURED FOR INTERNAL SUPPORT USE.\nWould you like to enable "_s + feature
+                   + u" in this machine?"_s,
+               SLLocalizedString(u"ApplicationName"_s),
+               {SLLocalizedString(u"OK"_s), SLLocalizedString(u"Cancel"_s), QString()}, true)
+        == AlertPresenter::kDefault;
 }
 
 void CorvaneMonitorController::runWebManagementCommands()

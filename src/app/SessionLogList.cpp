@@ -26,10 +26,9 @@ void SessionLogList::reload(const QString &folder)
     beginResetModel();
     m_rows.clear();
     const QDir listing(Paths::current().resolve(folder));
-    for (const QString &name : listing.entryList(QDir::Files | QDir::Dirs | QDir::NoDotAndDotDot, QDir::Name)) {
-        if (!name.startsWith(u'.'))
-            m_rows.append(rowForFile(folder, name));
-    }
+    // Without QDir::Hidden the listing leaves out every name that starts with ".".
+    for (const QString &name : listing.entryList(QDir::Files | QDir::Dirs | QDir::NoDotAndDotDot, QDir::Name))
+        m_rows.append(rowForFile(folder, name));
     endResetModel();
 }
 

@@ -1,4 +1,5 @@
 #include "notify/DisplayController.h"
+#include "support/FakeDisplayDelegate.h"
 #include "support/TestEnvironment.h"
 
 #include <QCoreApplication>
@@ -34,16 +35,7 @@ public:
     QStringList calls;
 };
 
-class Monitor : public DisplayControllerDelegate
-{
-public:
-    void openLogfile() override { ++logsOpened; }
-    void viewLog() override { ++listsShown; }
-    void upgradeAccount(const QString &user) override { upgrades.append(user); }
-    int logsOpened = 0;
-    int listsShown = 0;
-    QStringList upgrades;
-};
+using Monitor = FakeDisplayDelegate;
 
 const QVariantMap kPersonal{{u"Username"_s, u"ann@example.com"_s},
                             {u"UsedQuota"_s, u"36 GB"_s},

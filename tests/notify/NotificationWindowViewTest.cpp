@@ -1,5 +1,6 @@
 #include "controls/CVLevelIndicator.h"
 #include "notify/DisplayController.h"
+#include "support/FakeDisplayDelegate.h"
 #include "notify/views/DesktopNotificationWindow.h"
 #include "notify/views/DisplayWindow.h"
 #include "notify/views/ProgressView.h"
@@ -17,16 +18,7 @@ using namespace Qt::StringLiterals;
 
 namespace {
 
-class Monitor : public DisplayControllerDelegate
-{
-public:
-    void openLogfile() override { ++logsOpened; }
-    void viewLog() override { ++listsShown; }
-    void upgradeAccount(const QString &user) override { upgrades.append(user); }
-    int logsOpened = 0;
-    int listsShown = 0;
-    QStringList upgrades;
-};
+using Monitor = FakeDisplayDelegate;
 
 const QVariantMap kJobResult{{u"Username"_s, u"ann@example.com"_s}, {u"UsedQuota"_s, u"36 GB"_s},
                              {u"TotalQuota"_s, u"50 GB"_s},         {u"PercentageQuota"_s, u"72"_s},

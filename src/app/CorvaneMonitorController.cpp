@@ -26,6 +26,7 @@
 #include "prefs/UserPreferences.h"
 #include "scheduler/CorvaneSchedulerController.h"
 #include "scheduler/NextRunCalculator.h"
+#include "scheduler/ScheduleEditor.h"
 #include "scheduler/ScheduleArchive.h"
 #include "scheduler/SchedulerState.h"
 #include "platform/StringFormat.h"
@@ -118,7 +119,11 @@ void CorvaneMonitorController::createMenus()
     addItem(m_statusMenu, OnlineHelpTag, u"Online Help"_s, &CorvaneMonitorController::onlineHelp);
     addItem(m_statusMenu, UpdateSoftwareTag, u"Check for Updates"_s, &CorvaneMonitorController::updateSoftware);
     addItem(m_statusMenu, QuitTag, u"Quit"_s, nullptr);
-    connect(itemWithTag(QuitTag), &QAction::triggered, this, &CorvaneMonitorController::quitRequested);
+    // An edit in progress is the user's to give up first.
+    connect(itemWithTag(QuitTag), &QAction::triggered, this, [this] {
+        if (!m_scheduleEditor || m_scheduleEditor->canCloseAllWindows())
+            Q_EMIT quitRequested();
+    });
 
     addItem(m_schedulerSubMenu, ViewSchedulesTag, u"Manage Schedules…"_s, &CorvaneMonitorController::manageSchedules);
     QAction *pause = addItem(m_schedulerSubMenu, PauseResumeTag, kPauseTitle, nullptr);
@@ -232,6 +237,7 @@ void CorvaneMonitorController::createScheduler()
 {
     m_scheduler = std::make_unique<CorvaneSchedulerController>(*m_services.clock);
     m_scheduler->setAlertPresenter(m_services.alerts);
+    m_scheduleEditor = std::make_unique<ScheduleEditor>(*m_scheduler, *m_services.clock, m_services.alerts);
 }
 
 QVariantMap CorvaneMonitorController::loginDetails() const

@@ -32,6 +32,7 @@ class MonitorAccount;
 class PreferencesPanes;
 class QNetworkAccessManager;
 class QTimer;
+class ScheduleEditor;
 class SleepWatcher;
 class WebManagement;
 
@@ -90,6 +91,8 @@ public:
     QString toolTip() const { return m_toolTip; }
     QString statusImage() const { return m_statusImage; }
     CorvaneSchedulerController *scheduler() const { return m_scheduler.get(); }
+    // The schedule summary window's and edit sheet's behaviour.
+    ScheduleEditor *scheduleEditor() const { return m_scheduleEditor.get(); }
     bool isOperationInProgress() const { return m_isOperationInProgress; }
     std::optional<CorvaneScheduleItem> newSchedule() const { return m_newSchedule; }
     MonitorAccount *account() const { return m_account.get(); }
@@ -243,6 +246,7 @@ private:
 
     MonitorServices m_services;
     std::unique_ptr<CorvaneSchedulerController> m_scheduler;
+    std::unique_ptr<ScheduleEditor> m_scheduleEditor;
     std::unique_ptr<MessageSendingModule> m_channel;
     std::unique_ptr<DistributedNotificationCenter> m_notifications;
     QList<QAction *> m_statusMenu;

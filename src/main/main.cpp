@@ -14,6 +14,7 @@
 #include "notify/views/AlertPaneWindowController.h"
 #include "notify/views/DesktopNotificationWindow.h"
 #include "logview/views/LogWindow.h"
+#include "scheduler/views/SchedulerWindow.h"
 #include "prefs/views/PreferencesWindow.h"
 #include "platform/Clock.h"
 #include "platform/SystemInfo.h"
@@ -116,6 +117,8 @@ int main(int argc, char *argv[])
     controller.setLogWindow(&logWindow);
     QObject::connect(&controller, &CorvaneMonitorController::quitRequested, &app, &QApplication::quit);
     controller.awakeFromNib();
+    // Built when first shown (Manage Schedules…, or the engine's request to show the schedules).
+    SchedulerWindow schedules(controller.scheduleEditor(), controller.scheduler());
 
     MonitorScripting scripting(&controller);
     if (!scripting.publish(options->brand))

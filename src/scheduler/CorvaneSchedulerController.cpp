@@ -1,6 +1,7 @@
 #include "CorvaneSchedulerController.h"
 
 #include "ScheduleArchive.h"
+#include "TracedCall.h"
 #include "logging/SLLogger.h"
 #include "platform/Clock.h"
 #include "platform/PropertyList.h"
@@ -38,22 +39,6 @@ constexpr FileKind kSchedulerKinds[] = {
 };
 
 constexpr int kMultiplePCStateKind = 15;
-
-// "Start of X In SchedulerController" ... "Exit of X In SchedulerController".
-class TracedCall {
-public:
-    explicit TracedCall(const QString &name, const QString &exitName = QString())
-        : m_exit(exitName.isEmpty() ? name : exitName)
-    {
-        SLLogger::logMonitorTrace(u"Start of %1 In SchedulerController"_s.arg(name));
-    }
-    ~TracedCall() { SLLogger::logMonitorTrace(u"Exit of %1 In SchedulerController"_s.arg(m_exit)); }
-    TracedCall(const TracedCall &) = delete;
-    TracedCall &operator=(const TracedCall &) = delete;
-
-private:
-    QString m_exit;
-};
 
 bool isImmediate(const CorvaneScheduleItem &record)
 {
@@ -315,6 +300,13 @@ void CorvaneSchedulerController::removeSchduleJobsForUser(const QString &name)
     QList<CorvaneScheduleItem> kept = records();
     kept.removeIf([&](const CorvaneScheduleItem &record) { return record.username() == name; });
     replaceAll(kept);
+}
+
+ScheduleArchive::SaveResult
+CorvaneSchedulerController::replaceSchedules(const QList<CorvaneScheduleItem> &records)
+{
+    replaceAll(records);
+    return saveSchedulerDetails();
 }
 
 ScheduleArchive::SaveResult CorvaneSchedulerController::removeAllSchduleJobs()

@@ -46,6 +46,8 @@ public:
     // Only the last index of a multiple selection goes (each index is taken from a fresh copy).
     SaveResult corvaneDeleteSchedulerDeatilsAtIndices(const QList<int> &ascendingIndices);
     void removeSchduleJobsForUser(const QString &name);
+    // Makes `records` the list and saves it; records already in the archive keep their places.
+    SaveResult replaceSchedules(const QList<CorvaneScheduleItem> &records);
     SaveResult removeAllSchduleJobs();
     SaveResult deleteExistingJobOnEditingOnce(const QString &accountName);
     SaveResult checkExistanceOfOnceForSameUser(const CorvaneScheduleItem &record);
@@ -58,6 +60,19 @@ public:
     bool isScheduleBackupInProgress() const;
     bool isScheduleBackupNow() const;
     void ReloadSchedules();
+
+    // The main application's login details (empty when nobody logged in) and the account
+    // name they give for this brand.
+    static QVariantMap loginDetails();
+    static QString accountNameFromLogin(const QVariantMap &login);
+    // The account's entry of the several-computers state file.
+    static QVariantMap multipleMacState(const QString &account);
+    // The destination a queued or saved record takes from that file ("1" its own folder when
+    // named, "1" unnamed or "2" this brand's folder; anything else leaves it).
+    void applyMultipleMacDestination(CorvaneScheduleItem &record) const;
+    // The record's own quota server, else the one the login details name.
+    static void applyQuotaServer(CorvaneScheduleItem &record, const QVariantMap &login);
+    QString ownFolderName() const;
 
     // ---- running jobs -----------------------------------------------------------------------
     // Queues an immediate backup of the logged-in account and returns it; nothing without login
@@ -110,7 +125,6 @@ private:
     SaveResult writeChanges();
 
     class WriterScope;
-    QString ownFolderName() const;
     CorvaneScheduleItem immediateRecord(const QVariantMap &login, const QString &account) const;
     void showQueuedJobPanel();
 

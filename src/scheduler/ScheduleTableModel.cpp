@@ -30,6 +30,8 @@ QVariant ScheduleTableModel::data(const QModelIndex &index, int role) const
         return record.destination();
     case UserColumn:
         return record.corvaneUserName();
+    case SummaryColumn:
+        return record.scheduledDays();
     default:
         return {};
     }
@@ -37,10 +39,12 @@ QVariant ScheduleTableModel::data(const QModelIndex &index, int role) const
 
 QVariant ScheduleTableModel::headerData(int section, Qt::Orientation orientation, int role) const
 {
+    if (orientation == Qt::Horizontal && role == IdentifierRole && section == SummaryColumn)
+        return u"schedulerSummaryTV"_s;
     if (orientation != Qt::Horizontal || role != Qt::DisplayRole)
         return {};
     static const char16_t *const titles[] = {u"Type", u"Start time", u"Frequency", u"Status",
-                                             u"Destination", u"Account"};
+                                             u"Destination", u"Account", u"Days"};
     return section >= 0 && section < ColumnCount ? QString::fromUtf16(titles[section]) : QVariant();
 }
 

@@ -12,7 +12,9 @@ class ScheduleTableModel : public QAbstractTableModel
     Q_OBJECT
 public:
     enum Column { TypeColumn, TimeColumn, FrequencyColumn, StatusColumn, DestinationColumn,
-                  UserColumn, ColumnCount };
+                  UserColumn, SummaryColumn, ColumnCount };
+    // The summary column's identifier (header data of IdentifierRole); views give it no width.
+    static constexpr int IdentifierRole = Qt::UserRole;
 
     using QAbstractTableModel::QAbstractTableModel;
 

@@ -58,30 +58,57 @@ void CorvaneSchedulerController::showQueuedJobPanel()
         false, corvane ? u"corvane"_s : u"stelloa"_s);
 }
 
-std::optional<CorvaneScheduleItem> CorvaneSchedulerController::backupNow()
+QVariantMap CorvaneSchedulerController::loginDetails()
 {
-    m_lastSave = {}; // what follows decides; an older failure says nothing about this request
-    const QVariantMap login
-        = PropertyList::readDictionary(pathForApplicationFile(kLoginDetailsKind));
-    if (login.isEmpty())
-        return std::nullopt;
-    const bool corvane = FilePathAPIs::isCorvaneApplication();
-    const QString account = login.value(corvane ? u"CorvaneUsername"_s : u"Username"_s).toString();
-    CorvaneScheduleItem record = immediateRecord(login, account);
+    return PropertyList::readDictionary(pathForApplicationFile(kLoginDetailsKind));
+}
 
-    const QString statePath = pathForApplicationFile(kMultiplePCStateKind);
-    const QVariantMap several = PropertyList::readDictionary(statePath).value(account).toMap();
+QString CorvaneSchedulerController::accountNameFromLogin(const QVariantMap &login)
+{
+    return login.value(FilePathAPIs::isCorvaneApplication() ? u"CorvaneUsername"_s : u"Username"_s)
+        .toString();
+}
+
+QVariantMap CorvaneSchedulerController::multipleMacState(const QString &account)
+{
+    return PropertyList::readDictionary(pathForApplicationFile(kMultiplePCStateKind))
+        .value(account)
+        .toMap();
+}
+
+void CorvaneSchedulerController::applyMultipleMacDestination(CorvaneScheduleItem &record) const
+{
+    const QVariantMap several = multipleMacState(record.corvaneUserName());
     const QString enabled = several.value(u"EnableMultipleMacBackupKey"_s).toString();
     if (enabled == "1"_L1 || enabled == "2"_L1) {
         const QString folder = several.value(u"MultipleMacFolderName"_s).toString();
         record.setDestination(enabled == "1"_L1 && !folder.isEmpty() ? folder : ownFolderName());
     }
-    if (record.quotaServername().isEmpty()) {
-        const QVariant quota = login.contains(u"quotaServername"_s)
-            ? login.value(u"quotaServername"_s)
-            : login.value(login.value(u"StelloaUserName"_s).toString());
-        record.setQuotaServerName(quota.toString());
-    }
+}
+
+void CorvaneSchedulerController::applyQuotaServer(CorvaneScheduleItem &record,
+                                                  const QVariantMap &login)
+{
+    if (!record.quotaServername().isEmpty())
+        return;
+    const QVariant quota = login.contains(u"quotaServername"_s)
+        ? login.value(u"quotaServername"_s)
+        : login.value(login.value(u"StelloaUserName"_s).toString());
+    record.setQuotaServerName(quota.toString());
+}
+
+std::optional<CorvaneScheduleItem> CorvaneSchedulerController::backupNow()
+{
+    m_lastSave = {}; // what follows decides; an older failure says nothing about this request
+    const QVariantMap login = loginDetails();
+    if (login.isEmpty())
+        return std::nullopt;
+    const bool corvane = FilePathAPIs::isCorvaneApplication();
+    const QString account = accountNameFromLogin(login);
+    CorvaneScheduleItem record = immediateRecord(login, account);
+
+    applyMultipleMacDestination(record);
+    applyQuotaServer(record, login);
     for (const CorvaneScheduleItem &other : records()) {
         if (other.corvaneUserName() == account) {
             record.setSendEmailNotification(other.sendEmailNotification());
@@ -104,8 +131,7 @@ std::optional<CorvaneScheduleItem> CorvaneSchedulerController::backupNow()
 
 std::optional<CorvaneScheduleItem> CorvaneSchedulerController::scheduleImmeadiateBackup()
 {
-    const QVariantMap login
-        = PropertyList::readDictionary(pathForApplicationFile(kLoginDetailsKind));
+    const QVariantMap login = loginDetails();
     const auto refuse = [this](const QString &message) -> std::optional<CorvaneScheduleItem> {
         if (m_alerts)
             m_alerts->displayMessage(message, SLLocalizedString(u"ApplicationName"_s),

@@ -298,14 +298,14 @@ TEST_F(SchedulerWindowTest, TheEditSheetChecksEveryAddressAndSavesWithThePrefere
 TEST(DayControl, ClicksToggleDaysAndTheStateIsEncodedInverted)
 {
     DayControl control;
-    control.resize(7 * 70, 40);
+    control.resize(7 * 90, 44);
     control.show();
     int changes = 0;
     QObject::connect(&control, &DayControl::stateDidChange, [&] { ++changes; });
     EXPECT_EQ(control.dayState(), 1) << "none selected";
     DayControlItem *tuesday = control.items().at(2);
     const QRect rest = tuesday->geometry();
-    EXPECT_EQ(rest, QRect(140, 0, 70, 40)) << "a seventh of the width each";
+    EXPECT_EQ(rest, QRect(180, 0, 90, 44)) << "a seventh of the width each";
     QTest::mouseClick(tuesday, Qt::LeftButton);
     EXPECT_EQ(control.selectedDays(), QList<int> {2});
     EXPECT_EQ(control.dayState(), -1);

@@ -10,7 +10,7 @@ DayControl::DayControl(QWidget *parent)
         connect(item, &DayControlItem::clicked, this, &DayControl::stateDidChange);
         mSectionsArray.append(item);
     }
-    setMinimumSize(7 * 62, 40);
+    setMinimumSize(7 * 88, 44);
 }
 
 void DayControl::resizeEvent(QResizeEvent *event)

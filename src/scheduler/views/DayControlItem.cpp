@@ -43,7 +43,7 @@ void DayControlItem::paintEvent(QPaintEvent *)
     font.setPointSize(10);
     painter.setFont(font);
     const QRect text = rect().adjusted(0, 5, 0, 0);
-    painter.setPen(QColor(255, 255, 255, m_state ? 90 : 160)); // the names' shadow
+    painter.setPen(QColor(255, 255, 255, 70)); // the names' shadow, faint
     painter.drawText(text.translated(3, 3), Qt::AlignHCenter | Qt::AlignTop, dayName(m_day));
     painter.setPen(Qt::darkGray);
     painter.drawText(text, Qt::AlignHCenter | Qt::AlignTop, dayName(m_day));

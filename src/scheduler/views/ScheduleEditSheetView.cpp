@@ -99,7 +99,9 @@ void ScheduleEditSheetView::build()
     which->addWidget(m_notifyOnFailure);
     which->addWidget(m_logExtract);
     form->addRow(which);
-    connect(m_emailOn, &QCheckBox::toggled, m_emails, &QWidget::setEnabled);
+    // The e-mail's address and options follow its box.
+    for (QWidget *option : std::initializer_list<QWidget *> {m_emails, m_notifyAlways, m_notifyOnFailure, m_logExtract})
+        connect(m_emailOn, &QCheckBox::toggled, option, &QWidget::setEnabled);
     // The editor hears of every change at once, so that a redraw shows what the user left.
     for (QAbstractButton *box : std::initializer_list<QAbstractButton *> {
              m_desktopNotification, m_missedSchedule, m_emailOn, m_notifyAlways, m_notifyOnFailure, m_logExtract})
@@ -141,12 +143,12 @@ void ScheduleEditSheetView::render()
     m_missedSchedule->setChecked(c.missedSchedule);
     m_emailOn->setChecked(c.emailOn);
     m_emails->setText(c.emails);
-    m_emails->setEnabled(c.notificationsEnabled && c.emailOn);
     m_notifyAlways->setChecked(c.notifyAlways);
     m_notifyOnFailure->setChecked(c.notifyOnFailure);
-    for (QWidget *control : std::initializer_list<QWidget *> {m_desktopNotification, m_missedSchedule, m_emailOn,
-                                                              m_notifyAlways, m_notifyOnFailure, m_logExtract})
+    for (QWidget *control : std::initializer_list<QWidget *> {m_desktopNotification, m_missedSchedule, m_emailOn})
         control->setEnabled(c.notificationsEnabled);
+    for (QWidget *option : std::initializer_list<QWidget *> {m_emails, m_notifyAlways, m_notifyOnFailure, m_logExtract})
+        option->setEnabled(c.notificationsEnabled && c.emailOn);
     m_logExtract->setChecked(c.logExtract);
     m_rendering = false;
 }

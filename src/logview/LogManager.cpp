@@ -119,6 +119,17 @@ void LogManager::queueParse(const QString &name)
 void LogManager::parsed(int ticket, int generation, bool fresh, const std::optional<QList<LogNode>> &records)
 {
     m_waiting.insert(ticket, {generation, fresh, records});
+    if (!m_deliveryScheduled && m_waiting.contains(m_nextDelivery)) {
+        m_deliveryScheduled = true;
+        QMetaObject::invokeMethod(this, &LogManager::deliverNext, Qt::QueuedConnection);
+    }
+}
+
+// One day per turn of the event loop: the days that waited behind a slow one, or a year of
+// cached ones, must not hold the window still while they go into the table.
+void LogManager::deliverNext()
+{
+    m_deliveryScheduled = false;
     while (m_waiting.contains(m_nextDelivery)) {
         const Parsed next = m_waiting.take(m_nextDelivery++);
         if (next.generation != m_generation)
@@ -126,6 +137,11 @@ void LogManager::parsed(int ticket, int generation, bool fresh, const std::optio
         m_isParsed = next.fresh; // what the viewer's addToLogCache reads
         if (m_master)
             m_master->xmlParsed(next.records);
+        break;
+    }
+    if (!m_deliveryScheduled && m_waiting.contains(m_nextDelivery)) {
+        m_deliveryScheduled = true;
+        QMetaObject::invokeMethod(this, &LogManager::deliverNext, Qt::QueuedConnection);
     }
 }
 

@@ -83,6 +83,7 @@ private:
     void queueParse(const QString &name);
     // A parse has ended (main thread): deliveries go out in the order the parses were asked for.
     void parsed(int ticket, int generation, bool fresh, const std::optional<QList<LogNode>> &records);
+    void deliverNext();
 
     struct Parsed
     {
@@ -103,5 +104,6 @@ private:
     int m_nextDelivery = 0;  // the ticket whose records go to the viewer next
     int m_generation = 0;    // deliveries asked for in an earlier one are dropped
     QHash<int, Parsed> m_waiting; // parsed ahead of their turn
+    bool m_deliveryScheduled = false;
     std::shared_ptr<std::atomic_bool> m_cancelled = std::make_shared<std::atomic_bool>(false);
 };

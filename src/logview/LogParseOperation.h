@@ -26,7 +26,13 @@ public:
     // "&" taken as text, so that one bad record costs only itself.
     static Result parse(const QByteArray &xmlData);
 
-private:
+    // The files as the index writer lays them out, read without the general XML reader (a year
+    // of them is read at once): the records, exactly as that reader would give them, or nothing
+    // for anything it does not expect, and the general reader reads the file.
+    static std::optional<QList<LogNode>> scanWriterLayout(const QByteArray &xmlData);
+    // The general XML reader alone: the records, or nothing and why in `error`.
     static std::optional<QList<LogNode>> parseWhole(const QByteArray &xmlData, QString *error);
+
+private:
     static Result salvage(const QByteArray &xmlData, const QString &error);
 };

@@ -6,6 +6,8 @@
 
 #include <QDir>
 
+#include <random>
+
 #include <gtest/gtest.h>
 
 using namespace Qt::StringLiterals;
@@ -130,6 +132,38 @@ TEST(LogIndexFormat, ADamagedIndexKeepsTheRecordsThatCanBeRead)
 
     EXPECT_FALSE(LogParseOperation::parse("not xml at all").records) << "nothing readable: none";
     EXPECT_FALSE(LogParseOperation::parse("").records);
+}
+
+TEST(LogIndexFormat, TheWritersLayoutIsReadFastAndExactlyAsTheXmlReaderReadsIt)
+{
+    const auto reader = [](const QByteArray &xml) {
+        QString ignored;
+        return LogParseOperation::parseWhole(xml, &ignored);
+    };
+    LogNode escaped = run(u"11-15-2026"_s, LogNode::Backup, u"&lt;a&gt; &amp; &quot;b&apos; &#233;&#x1F600; \u00e9t\u00e9"_s);
+    const QByteArray own = LogManager::getXMLfromNodes({run(u"11-15-2026"_s), escaped}).toUtf8();
+    const std::optional<QList<LogNode>> fast = LogParseOperation::scanWriterLayout(own);
+    ASSERT_TRUE(fast) << "the writer's own files take the fast way";
+    EXPECT_EQ(fast, reader(own));
+    EXPECT_EQ(fast->at(1).content(), u"<a> & \"b' \u00e9\U0001F600 \u00e9t\u00e9"_s);
+
+    // Whatever else a file holds, the fast reader gives what the XML reader gives, or leaves it to it.
+    const QByteArray inserts[] = {"&", "&#1;", "&#xFFFE;", "&#65;", "&#x;", "&bogus;", "\r", "\x01", "]]>", "<!-- c -->",
+                                  "<b>x</b>", "<record>", "</record>", "<record/>", "<x a=\"1\">", "\xef\xbf\xbf",
+                                  "\xc3", "\xef\xbb\xbf", "<1a>", "<STATUS>", "</STATUS>", " ", "\t", "<![CDATA[x]]>", ">"};
+    std::mt19937 random(20261123);
+    int fastTaken = 0;
+    for (int round = 0; round < 3000; ++round) {
+        QByteArray xml = own;
+        for (int edits = 1 + int(random() % 2); edits > 0; --edits)
+            xml.insert(qsizetype(random() % (xml.size() + 1)), inserts[random() % std::size(inserts)]);
+        const std::optional<QList<LogNode>> scanned = LogParseOperation::scanWriterLayout(xml);
+        if (!scanned)
+            continue;
+        ++fastTaken;
+        ASSERT_EQ(scanned, reader(xml)) << xml.toStdString();
+    }
+    EXPECT_GT(fastTaken, 100) << "harmless changes (blanks, escapes, upper-case names) are still read fast";
 }
 
 TEST_F(LogManagerTest, ADayLoadsItsProtectionIndexFirstThenThePlainOne)

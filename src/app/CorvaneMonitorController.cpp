@@ -238,6 +238,12 @@ void CorvaneMonitorController::createScheduler()
     m_scheduler = std::make_unique<CorvaneSchedulerController>(*m_services.clock);
     m_scheduler->setAlertPresenter(m_services.alerts);
     m_scheduleEditor = std::make_unique<ScheduleEditor>(*m_scheduler, *m_services.clock, m_services.alerts);
+    // The main application, for a user who must log in or choose a backup set first.
+    connect(m_scheduler.get(), &CorvaneSchedulerController::applicationLaunchRequested, this,
+            [this](const QString &name) {
+                if (m_services.desktop)
+                    m_services.desktop->launchApplicationNamed(name);
+            });
 }
 
 QVariantMap CorvaneMonitorController::loginDetails() const

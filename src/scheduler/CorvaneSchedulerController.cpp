@@ -199,13 +199,28 @@ ScheduleArchive::SaveResult
 CorvaneSchedulerController::failed(const ScheduleArchive::Contents &onDisk, const QString &message)
 {
     // The list shows what the file holds; the change is not kept.
+    m_pendingChanges = false;
     takeFromFile(onDisk);
     return {SaveResult::Status::Failed, message};
 }
 
 void CorvaneSchedulerController::corvaneInitializeSchedulerSettings()
 {
-    takeFromFile(readArchive());
+    if (!m_pendingChanges) {
+        takeFromFile(readArchive());
+        return;
+    }
+    // Changes a running job kept from the file stay on top of what the file holds now, and are
+    // written once no job runs.
+    WriterScope writer(*this);
+    const ScheduleArchive::Contents onDisk = readArchive();
+    if (onDisk.state == ScheduleArchive::State::Inaccessible)
+        return;
+    const Merged merged = applyChanges(m_base, records(), onDisk);
+    m_base = onDisk.records;
+    replaceAll(merged.records);
+    if (!anyRunning(onDisk.records))
+        saveSchedulerDetails();
 }
 
 QList<CorvaneScheduleItem> CorvaneSchedulerController::corvaneSchedulerDetailsForAllUsers() const
@@ -411,7 +426,8 @@ ScheduleArchive::SaveResult CorvaneSchedulerController::writeChanges()
             SLLocalizedString(u"The schedules archive cannot be read: %1"_s).arg(onDisk.error));
     const Merged merged = applyChanges(m_base, records(), onDisk);
     if (anyRunning(onDisk.records)) {
-        setNoteVisible(true); // kept in memory; the next save with no job running writes it
+        setNoteVisible(true); // kept in memory; the next save or reload with no job running writes it
+        m_pendingChanges = true;
         m_base = onDisk.records;
         replaceAll(merged.records);
         return {SaveResult::Status::Deferred,
@@ -419,6 +435,7 @@ ScheduleArchive::SaveResult CorvaneSchedulerController::writeChanges()
                     u"A scheduled job is running; the change will be saved when it ends."_s)};
     }
     setNoteVisible(false);
+    m_pendingChanges = false;
     // Nothing to write leaves the engine's file alone (and its time stamp).
     const bool unchanged
         = onDisk.state == State::Readable && sameFields(merged.records, onDisk.records);

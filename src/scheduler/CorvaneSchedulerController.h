@@ -141,5 +141,6 @@ private:
     QList<CorvaneScheduleItem> m_base;
     std::unique_ptr<ScheduleArchive::WriteLock> m_lock;
     int m_lockDepth = 0;
+    bool m_pendingChanges = false; // a save a running job put off
     SaveResult m_lastSave;
 };

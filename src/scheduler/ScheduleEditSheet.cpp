@@ -70,10 +70,8 @@ void ScheduleEditor::updateScheduleTimeSettings(int row)
     const QDateTime now = m_clock.now();
     switch (row) {
     case EditSheetControls::DailyRow: {
-        // Choosing the first row again turns it from every day to chosen days and back.
-        if (m_sheet.timeSettingsRow == EditSheetControls::DailyRow)
-            m_sheet.firstCellTitle
-                = m_sheet.firstCellTitle == kDailyTitle ? kWeekDaysTitle : kDailyTitle;
+        // Each choice of the first row turns it from every day to chosen days and back.
+        m_sheet.firstCellTitle = m_sheet.firstCellTitle == kDailyTitle ? kWeekDaysTitle : kDailyTitle;
         m_sheet.selectedDays = m_sheet.firstCellTitle == kDailyTitle ? allDays() : QList<int>();
         m_sheet.time = now;
         break;
@@ -154,6 +152,7 @@ void ScheduleEditor::setSheetNotifications(const EditSheetControls &values)
     m_sheet.notifyOnFailure = values.notifyOnFailure;
     m_sheet.logExtract = values.logExtract;
     m_sheet.missedSchedule = values.missedSchedule;
+    m_sheet.cutoff = values.cutoff;
 }
 
 bool ScheduleEditor::emailsAreValid(bool emailOn, const QString &emails)
@@ -178,8 +177,8 @@ void ScheduleEditor::updateSchedulerEditWindow()
     const bool creating = m_isCreatingNewSchedule || !m_scheduleItemOfSelectedIndex;
     CorvaneScheduleItem record
         = creating ? CorvaneScheduleItem(m_clock) : *m_scheduleItemOfSelectedIndex;
-    if (isInProgress(record)) {
-        cancelEditSheet();
+    if (isInProgress(record) || (!creating && startedMeanwhile(record))) {
+        cancelEditSheet(); // the engine took it up while the sheet was open: nothing is saved
         return;
     }
     const QVariantMap login = CorvaneSchedulerController::loginDetails();
@@ -219,6 +218,16 @@ void ScheduleEditor::updateSchedulerEditWindow()
     if (!emailsAreValid(m_sheet.emailOn, m_sheet.emails))
         return; // the sheet stays open for the address to be put right
 
+    try {
+        saveEditedRecord(record, creating);
+    } catch (...) {
+        SLLogger::logMonitorTrace(u"The schedule could not be saved"_s);
+        cancelEditSheet();
+    }
+}
+
+void ScheduleEditor::saveEditedRecord(const CorvaneScheduleItem &record, bool creating)
+{
     CorvaneSchedulerController::SaveResult saved;
     if (creating) {
         SLLogger::logMonitorTrace(u"Adding New Schedule"_s);

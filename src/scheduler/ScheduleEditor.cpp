@@ -27,8 +27,9 @@ const QString kConfirmStop = u"Are you sure you wish to stop the scheduled backu
 const QString kSelectRunning = u"Please select the respective scheduled job that is currently in "
                                u"progress to stop the backup operation of the same."_s;
 
-// True when the engine has marked `record` running in the archive.
-bool startedMeanwhile(const CorvaneScheduleItem &record)
+} // namespace
+
+bool ScheduleEditor::startedMeanwhile(const CorvaneScheduleItem &record)
 {
     const QList<CorvaneScheduleItem> onDisk = ScheduleArchive::load().records;
     return std::any_of(onDisk.cbegin(), onDisk.cend(), [&](const CorvaneScheduleItem &entry) {
@@ -37,6 +38,8 @@ bool startedMeanwhile(const CorvaneScheduleItem &record)
             && entry.status() == CorvaneScheduleItem::InProgress;
     });
 }
+
+namespace {
 
 AlertButtons okOnly()
 {
@@ -134,9 +137,10 @@ void ScheduleEditor::setUIForSelectedItem(const CorvaneScheduleItem &record)
     setDaysUI(record);
     m_summary.timeEnabled = true;
     m_summary.time = record.scheduleTime();
-    if (!record.emailids().isEmpty())
-        m_summary.emails = record.emailids();
+    // Another user's addresses must not stay in the field to be saved into this record.
+    m_summary.emails = record.emailids();
     m_summary.startImmediately = record.frequency() == CorvaneScheduleItem::Immediate;
+    m_summary.cutoffPickerEnabled = false;
     m_summary.emailOn = record.sendEmailNotification();
     m_summary.notifyOnFailure = record.notifyOnFailure();
     m_summary.notifyAlways = !record.notifyOnFailure();
@@ -280,7 +284,11 @@ void ScheduleEditor::updateSchedulerDetails()
         createNewScheduleFromUI();
         return;
     }
+    int selectedInMine = -1;
     for (CorvaneScheduleItem &record : mine) {
+        if (selected && record.isSameRecord(*selected))
+            selectedInMine = int(&record - mine.data());
+        record.detach(); // the user's records go to the end of the list
         if (record.status() == CorvaneScheduleItem::InProgress
             && record.frequency() == CorvaneScheduleItem::Immediate)
             continue; // the engine is running it
@@ -292,6 +300,8 @@ void ScheduleEditor::updateSchedulerDetails()
         record.setSelectedDaysForSchedule(getDaysFromUI());
         record.setFrequency(frequencyFromControls(record.frequency()));
     }
+    if (selectedInMine >= 0) // the row follows its record to the end
+        m_store.setSelectedRow(int(others.size()) + selectedInMine);
     m_store.replaceSchedules(others + mine);
 }
 
@@ -435,15 +445,19 @@ void ScheduleEditor::editSchedule()
 void ScheduleEditor::ImmidiatelyRunSchedule(bool senderIsOn)
 {
     const std::optional<CorvaneScheduleItem> selected = selectedRecord();
-    if (!selected)
+    if (!selected) {
+        summaryChanged(); // a box the user ticked goes back to what it shows
         return;
+    }
     if (isInProgress(*selected)) {
+        summaryChanged();
         showSheet(kAlreadyImmediate, okOnly(), QString());
         return;
     }
     m_summary.daily = false;
     m_summary.days.fill(false);
     m_summary.timeEnabled = true;
+    m_summary.cutoffPickerEnabled = true;
     if (senderIsOn) {
         m_summary.startImmediately = true;
         m_summary.time = m_clock.now();
@@ -493,6 +507,14 @@ void ScheduleEditor::ImmidiatelyRunSchedule(bool senderIsOn)
         m_store.corvaneaddSchedulerDetails(run);
         m_store.ReloadSchedules();
     }
+}
+
+void ScheduleEditor::startImmediatelyToggled(bool on)
+{
+    const std::optional<CorvaneScheduleItem> selected = selectedRecord();
+    if (selected && !isInProgress(*selected))
+        m_summary.startImmediately = on; // otherwise the box goes back to what it showed
+    ImmidiatelyRunSchedule(on);
 }
 
 void ScheduleEditor::stopRunningSchedule()

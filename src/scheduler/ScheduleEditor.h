@@ -22,6 +22,7 @@ struct SummaryControls {
     QDateTime time;
     bool timeEnabled = true;
     bool cutoffOn = false;
+    bool cutoffPickerEnabled = false; // besides following its box
     QDateTime cutoff;
     bool emailOn = false;
     QString emails;
@@ -78,7 +79,7 @@ class ScheduleEditor : public QObject {
     Q_OBJECT
 public:
     // The menu items of the summary window, by action.
-    enum class MenuAction { Edit, Immediate, Refresh, StopFromMenu, Delete };
+    enum class MenuAction { Edit, Immediate, Refresh, StopFromMenu, Delete, BackUpNow };
     static inline const QString kStopTransferContext = QStringLiteral("Stop transfer");
     static inline const QString kDeleteContext = QStringLiteral("Delete");
 
@@ -119,6 +120,7 @@ public:
     void editSchedule();
     // The start-immediately box (`senderIsOn` its new state) or the toolbar's Immediate item.
     void ImmidiatelyRunSchedule(bool senderIsOn);
+    void startImmediatelyToggled(bool on);
     void stopRunningSchedule();
     void stopScheduleFromMenu();
     void deleteSchedule();
@@ -159,6 +161,8 @@ private:
     std::optional<CorvaneScheduleItem> selectedRecord() const;
     int frequencyFromControls(int current) const;
     bool isInProgress(const CorvaneScheduleItem &record) const;
+    // True when the engine has marked `record` running in the archive since it was read.
+    static bool startedMeanwhile(const CorvaneScheduleItem &record);
     void alert(const QString &message) const;
     // Asks whether the cut-off time may end a job early; true when the user keeps it.
     bool confirmCutoff(const QDateTime &time) const;
@@ -168,6 +172,8 @@ private:
     void writeUserPreferences(const QString &user, const QVariantMap &values) const;
     bool emailsAreValid(bool emailOn, const QString &emails);
     void enableSheetControls();
+    // The edit sheet's save from adding or replacing the record on.
+    void saveEditedRecord(const CorvaneScheduleItem &record, bool creating);
     void summaryChanged() { Q_EMIT summaryControlsChanged(); }
     void sheetChanged() { Q_EMIT editSheetControlsChanged(); }
 

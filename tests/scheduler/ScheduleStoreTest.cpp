@@ -90,13 +90,18 @@ TEST_F(ScheduleStoreTest, ARunningJobInTheFileHoldsEverySaveBack)
     EXPECT_TRUE(store.isSaveSkippedNoteVisible());
     EXPECT_EQ(note.count(), 1);
     EXPECT_EQ(store.records().size(), 2) << "the change waits in memory";
+    store.ReloadSchedules(); // the window's refresh while the job still runs
+    EXPECT_EQ(store.records().size(), 2) << "a refresh keeps what waits";
+    EXPECT_EQ(archiveBytes(), before);
 
-    // The engine finishes; the next save writes what waited and hides the note.
+    // The engine finishes; the next refresh writes what waited and hides the note.
     ScheduleArchive::save(
         {record(u"bob"_s, 2, at(2026, 11, 17, 9, 0), CorvaneScheduleItem::Completed)});
-    EXPECT_TRUE(store.saveSchedulerDetails());
+    store.ReloadSchedules();
     EXPECT_FALSE(store.isSaveSkippedNoteVisible());
     EXPECT_EQ(usersOf(ScheduleArchive::load().records), (QStringList {u"bob"_s, u"ann"_s}));
+    EXPECT_EQ(ScheduleArchive::load().records.first().status(), CorvaneScheduleItem::Completed)
+        << "the engine's own change stays";
 }
 
 TEST_F(ScheduleStoreTest, DuplicateImmediateRecordsOfOneAccountCollapseIntoTheLatest)

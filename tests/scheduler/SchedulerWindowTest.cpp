@@ -13,6 +13,7 @@
 
 #include <QApplication>
 #include <QCheckBox>
+#include <QComboBox>
 #include <QDialogButtonBox>
 #include <QRadioButton>
 #include <QTimeEdit>
@@ -210,11 +211,13 @@ TEST_F(SchedulerWindowTest, TheDayMatrixEditsInPlaceAndTheLastDayOffRemovesTheUs
     EXPECT_TRUE(monday->isChecked());
     EXPECT_FALSE(control<QCheckBox>(u"dailyCheckBox"_s)->isChecked());
     clickBox(friday);
-    EXPECT_EQ(ScheduleArchive::load().records.first().selectedDaysForSchedule(),
+    EXPECT_EQ(usersOnDisk(), (QStringList {u"bob:2"_s, u"ann:5"_s})) << "the changed records go to the end";
+    EXPECT_EQ(ScheduleArchive::load().records.last().selectedDaysForSchedule(),
               (QVariantList {u"1"_s, u"3"_s, u"5"_s}));
+    EXPECT_EQ(table()->selectionModel()->selectedRows().value(0).row(), 1) << "the selection follows";
     clickBox(friday);
     clickBox(control<QCheckBox>(u"mDayMatrix_3"_s));
-    EXPECT_EQ(usersOnDisk(), (QStringList {u"ann:5"_s, u"bob:2"_s}));
+    EXPECT_EQ(usersOnDisk(), (QStringList {u"bob:2"_s, u"ann:5"_s}));
     clickBox(monday);
     EXPECT_EQ(usersOnDisk(), (QStringList {u"bob:2"_s}));
     EXPECT_FALSE(control<QTimeEdit>(u"scheduleTimeField"_s)->isEnabled());
@@ -223,6 +226,23 @@ TEST_F(SchedulerWindowTest, TheDayMatrixEditsInPlaceAndTheLastDayOffRemovesTheUs
     EXPECT_TRUE(control<QCheckBox>(u"mDayMatrix_6"_s)->isChecked());
     clickBox(control<QCheckBox>(u"dailyCheckBox"_s));
     EXPECT_TRUE(usersOnDisk().isEmpty());
+}
+
+TEST_F(SchedulerWindowTest, StartImmediatelyMakesTheUsersRecordsRunNow)
+{
+    open({record(u"ann"_s, 2, at(2026, 11, 17, 9, 0)), record(u"bob"_s, 2, at(2026, 11, 17, 8, 0))});
+    auto *box = control<QCheckBox>(u"startImmediatelyCheckBox"_s);
+    clickBox(box);
+    EXPECT_FALSE(box->isChecked()) << "nothing selected: the box stays as it was";
+    selectRows({0});
+    clickBox(box);
+    EXPECT_TRUE(box->isChecked());
+    const CorvaneScheduleItem now = ScheduleArchive::load().records.last();
+    EXPECT_EQ(now.username(), u"ann"_s);
+    EXPECT_EQ(now.frequency(), CorvaneScheduleItem::Immediate);
+    EXPECT_EQ(now.scheduleTime(), clock.now());
+    EXPECT_FALSE(control<QCheckBox>(u"dailyCheckBox"_s)->isChecked());
+    EXPECT_TRUE(control<QTimeEdit>(u"cutoffTime"_s)->isEnabled());
 }
 
 TEST_F(SchedulerWindowTest, TheCutOffAsksAndIsKeptPerLocalUser)
@@ -293,6 +313,40 @@ TEST_F(SchedulerWindowTest, TheEditSheetChecksEveryAddressAndSavesWithThePrefere
     EXPECT_TRUE(preferences.contains(u"DesktopNotificationKey "_s)) << preferences.keys().join(u'|').toStdString();
     EXPECT_FALSE(preferences.contains(u"DesktopNotificationKey"_s));
     EXPECT_TRUE(preferences.contains(u"StartMissedScheduleBackupKey"_s));
+}
+
+TEST_F(SchedulerWindowTest, TheEditSheetSavesAMonthlyScheduleWithItsCutOffAndEscapeEndsTheEdit)
+{
+    writeLogin({{u"CorvaneUsername"_s, u"ann@example.com"_s}, {u"Username"_s, u"ann"_s}});
+    open({record(u"ann"_s, 2, at(2026, 11, 17, 9, 0))});
+    selectRows({0});
+    toolbarItem(u"EditItem"_s)->trigger();
+    ScheduleEditSheetView *sheetView = window.editSheet();
+    ASSERT_TRUE(sheetView);
+    sheetView->findChild<QRadioButton *>(u"timeSettingsMatrix_3"_s)->click();
+    auto *day = sheetView->findChild<QComboBox *>(u"dayPopupButton"_s);
+    day->setFocus();
+    QTest::keyClicks(day, u"15"_s); // the pop-up chosen from the keyboard
+    Q_EMIT day->activated(day->currentIndex());
+    alerts.answerWith({AlertPresenter::kAlternate}); // "Yes" to the cut-off
+    clickBox(sheetView->findChild<QCheckBox *>(u"enableCutoffForScheduleJobPreferenceButton"_s));
+    sheetView->findChild<QTimeEdit *>(u"cutoffTime"_s)->setTime(QTime(23, 0));
+    sheetView->findChild<QTimeEdit *>(u"scheduleTimeField"_s)->setTime(QTime(2, 0));
+    sheetView->findChild<QDialogButtonBox *>()->button(QDialogButtonBox::Save)->click();
+    const CorvaneScheduleItem saved = ScheduleArchive::load().records.value(0, CorvaneScheduleItem(clock));
+    EXPECT_EQ(saved.frequency(), CorvaneScheduleItem::Monthly);
+    EXPECT_EQ(saved.scheduleTime(), at(2026, 12, 15, 2, 0)) << "the 15th, the picked time";
+    const QVariantMap preferences = ScheduleEditor::userPreferences(u"ann@example.com"_s);
+    EXPECT_EQ(preferences.value(u"EnableCutoffTimeKey"_s), QVariant(true));
+    EXPECT_EQ(preferences.value(u"CutoffTimeKey"_s).toDateTime().time(), QTime(23, 0));
+
+    selectRows({0});
+    toolbarItem(u"EditItem"_s)->trigger();
+    ASSERT_TRUE(editor.isEditingSchedule());
+    QTest::keyClick(sheetView, Qt::Key_Escape);
+    EXPECT_FALSE(editor.isEditingSchedule());
+    EXPECT_TRUE(editor.canCloseAllWindows());
+    EXPECT_NE(alerts.lastMessage(), u"You cannot edit a scheduled job which is currently in progress."_s);
 }
 
 TEST(DayControl, ClicksToggleDaysAndTheStateIsEncodedInverted)

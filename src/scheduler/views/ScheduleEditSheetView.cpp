@@ -108,11 +108,14 @@ void ScheduleEditSheetView::build()
         connect(box, &QAbstractButton::toggled, this, &ScheduleEditSheetView::pushChanges);
     connect(m_emails, &QLineEdit::textChanged, this, &ScheduleEditSheetView::pushChanges);
     connect(m_time, &QTimeEdit::timeChanged, this, &ScheduleEditSheetView::pushChanges);
+    connect(m_cutoff, &QTimeEdit::timeChanged, this, &ScheduleEditSheetView::pushChanges);
     layout->addWidget(notify);
 
     auto *buttons = new QDialogButtonBox(QDialogButtonBox::Save | QDialogButtonBox::Cancel, this);
     connect(buttons, &QDialogButtonBox::accepted, this, &ScheduleEditSheetView::save);
     connect(buttons, &QDialogButtonBox::rejected, m_editor, &ScheduleEditor::cancelEditSheet);
+    // Escape and the window's close button end the edit too.
+    connect(this, &QDialog::rejected, m_editor, &ScheduleEditor::cancelEditSheet);
     layout->addWidget(buttons);
 }
 
@@ -171,6 +174,7 @@ void ScheduleEditSheetView::pushChanges()
     values.notifyAlways = m_notifyAlways->isChecked();
     values.notifyOnFailure = m_notifyOnFailure->isChecked();
     values.logExtract = m_logExtract->isChecked();
+    values.cutoff.setTime(m_cutoff->time());
     m_editor->setSheetNotifications(values);
     QDateTime time = m_editor->sheet().time.isValid() ? m_editor->sheet().time : QDateTime::currentDateTime();
     time.setTime(m_time->time());

@@ -163,15 +163,27 @@ void SchedulerWindow::addToolbarAndMenu()
                 fromMenu ? m_editor->stopScheduleFromMenu() : m_editor->stopRunningSchedule();
                 break;
             case ScheduleEditor::MenuAction::Delete: m_editor->deleteSchedule(); break;
+            case ScheduleEditor::MenuAction::BackUpNow: break; // the menu's own item, below
             }
         };
         connect(item, &QAction::triggered, this, [run] { run(false); });
         connect(menuItem, &QAction::triggered, this, [run] { run(true); });
     }
+    menu->addSeparator();
+    QAction *backUpNow = menu->addAction(SLLocalizedString(u"Back Up Now"_s));
+    backUpNow->setObjectName(u"scheduleImmeadiateBackupMenu"_s);
+    backUpNow->setProperty("menuAction", int(ScheduleEditor::MenuAction::BackUpNow));
+    connect(backUpNow, &QAction::triggered, this, [this] {
+        showSummaryWindow(); // in front of every other window first
+        m_store->scheduleImmeadiateBackup();
+    });
     connect(menu, &QMenu::aboutToShow, this, [this, menu] {
-        for (QAction *item : menu->actions())
+        for (QAction *item : menu->actions()) {
+            if (item->isSeparator())
+                continue;
             item->setEnabled(m_editor->validateMenuItem(
                 ScheduleEditor::MenuAction(item->property("menuAction").toInt())));
+        }
     });
 }
 
@@ -191,9 +203,11 @@ void SchedulerWindow::connectControls()
     for (int tag = 0; tag < cells.size(); ++tag)
         connect(cells[tag], &QCheckBox::clicked, this, [this, tag](bool on) { m_editor->dayMatrixCellClicked(tag, on); });
     connect(ui.dailyCheckBox, &QCheckBox::clicked, m_editor, &ScheduleEditor::setDailyJob);
-    connect(ui.startImmediatelyCheckBox, &QCheckBox::clicked, m_editor, &ScheduleEditor::ImmidiatelyRunSchedule);
+    connect(ui.startImmediatelyCheckBox, &QCheckBox::clicked, m_editor, &ScheduleEditor::startImmediatelyToggled);
     connect(ui.scheduleTimeField, &QTimeEdit::editingFinished, this, [this] {
         QDateTime time = m_editor->summary().time.isValid() ? m_editor->summary().time : QDateTime::currentDateTime();
+        if (time.time() == m_ui->scheduleTimeField->time())
+            return; // focus left the picker: nothing changed
         time.setTime(m_ui->scheduleTimeField->time());
         m_editor->timePickerChanged(time);
     });
@@ -232,7 +246,7 @@ void SchedulerWindow::render()
     ui.enableCutoffForScheduleJobPreferenceButton->setChecked(c.cutoffOn);
     if (c.cutoff.isValid())
         ui.cutoffTime->setTime(c.cutoff.time());
-    ui.cutoffTime->setEnabled(c.enabled && c.cutoffOn);
+    ui.cutoffTime->setEnabled(c.enabled && (c.cutoffOn || c.cutoffPickerEnabled));
     ui.sendEmailNotificationButton->setChecked(c.emailOn);
     ui.emailField->setText(c.emails);
     ui.emailField->setEnabled(c.enabled && c.emailOn);

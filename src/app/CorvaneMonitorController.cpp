@@ -25,6 +25,7 @@
 #include "platform/Workspace.h"
 #include "prefs/UserPreferences.h"
 #include "scheduler/CorvaneSchedulerController.h"
+#include "scheduler/ErrorReport.h"
 #include "scheduler/NextRunCalculator.h"
 #include "scheduler/ScheduleArchive.h"
 #include "scheduler/SchedulerState.h"
@@ -232,6 +233,17 @@ void CorvaneMonitorController::createScheduler()
 {
     m_scheduler = std::make_unique<CorvaneSchedulerController>(*m_services.clock);
     m_scheduler->setAlertPresenter(m_services.alerts);
+    ErrorReport *report = m_scheduler->errorReport();
+    report->setAlertPresenter(m_services.alerts);
+    report->setNetwork(m_services.network);
+    report->setPresenter(m_services.errorReportWindow);
+}
+
+void CorvaneMonitorController::setErrorReportWindow(ErrorReportPresenter *window)
+{
+    m_services.errorReportWindow = window;
+    if (m_scheduler)
+        m_scheduler->errorReport()->setPresenter(window);
 }
 
 QVariantMap CorvaneMonitorController::loginDetails() const

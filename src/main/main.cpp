@@ -15,6 +15,7 @@
 #include "notify/views/DesktopNotificationWindow.h"
 #include "logview/views/LogWindow.h"
 #include "prefs/views/PreferencesWindow.h"
+#include "scheduler/views/ErrorReportWindow.h"
 #include "platform/Clock.h"
 #include "platform/SystemInfo.h"
 
@@ -114,6 +115,8 @@ int main(int argc, char *argv[])
     controller.setTrayHelp(&trayHelp);
     LogWindow logWindow; // its pane is built when first shown, and goes before the monitor
     controller.setLogWindow(&logWindow);
+    ErrorReportWindow errorReport; // built when first opened
+    controller.setErrorReportWindow(&errorReport);
     QObject::connect(&controller, &CorvaneMonitorController::quitRequested, &app, &QApplication::quit);
     controller.awakeFromNib();
 

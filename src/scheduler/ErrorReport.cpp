@@ -89,22 +89,27 @@ QString ErrorReport::getInteractiveTraceLog()
 {
     return logOfKind(16);
 }
+
 QString ErrorReport::getMonitorTraceLog()
 {
     return logOfKind(17);
 }
+
 QString ErrorReport::getDaemonTraceLog()
 {
     return logOfKind(18);
 }
+
 QString ErrorReport::getInteractiveSessionLog()
 {
     return logOfKind(19);
 }
+
 QString ErrorReport::getDaemonSessionLog()
 {
     return logOfKind(20);
 }
+
 QString ErrorReport::getWebmanagementLog()
 {
     return logOfKind(34);

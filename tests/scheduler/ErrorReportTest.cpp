@@ -61,6 +61,22 @@ TEST(ErrorReportText, OnlyTheLastPartOfALongLogIsRead)
     EXPECT_TRUE(missing.isEmpty() && !missing.isNull());
 }
 
+TEST(ErrorReportText, EachLogIsReadFromItsOwnFile)
+{
+    TestEnvironment env;
+    const std::pair<QString (*)(), QString> logs[]
+        = {{&ErrorReport::getInteractiveTraceLog, u"InteractiveTraceFilePath"_s},
+           {&ErrorReport::getMonitorTraceLog, u"MonitorTraceFilePath"_s},
+           {&ErrorReport::getDaemonTraceLog, u"DaemonTraceFilePath"_s},
+           {&ErrorReport::getInteractiveSessionLog, u"InteractiveSessionLog"_s},
+           {&ErrorReport::getDaemonSessionLog, u"ScheduledBackupLog"_s},
+           {&ErrorReport::getWebmanagementLog, u"WebManagementLogFilePath"_s}};
+    for (const auto &[read, key] : logs)
+        env.writeFile(SLLocalizedString(key), key.toUtf8());
+    for (const auto &[read, key] : logs)
+        EXPECT_EQ(read(), key);
+}
+
 TEST_P(ErrorReportTest, TheFormIsFilledFromTheLoginOrTheUserIsAskedToLogIn)
 {
     report.showErrorReport();

@@ -66,6 +66,7 @@ void ErrorReportWindow::build()
     m_progress = named(new QProgressBar, u"sendErrorProgressIndicator"_s);
     m_progress->setRange(0, 0); // busy: the sending's length is unknown
     m_progress->setTextVisible(false);
+    m_progress->setFixedWidth(160);
     auto *send = named(new QPushButton(SLLocalizedString(u"Send"_s)), u"sendButton"_s);
     send->setDefault(true);
     connect(send, &QPushButton::clicked, this, &ErrorReportWindow::send);
@@ -77,7 +78,8 @@ void ErrorReportWindow::build()
     form->addRow(SLLocalizedString(u"Ticket number"_s), m_ticketNumber);
     form->addRow(SLLocalizedString(u"Subject"_s), m_subject);
     auto *buttons = new QHBoxLayout;
-    buttons->addWidget(m_progress, 1);
+    buttons->addWidget(m_progress);
+    buttons->addStretch(1);
     buttons->addWidget(send);
     auto *column = new QVBoxLayout(window);
     column->addWidget(m_architecture, 0, Qt::AlignRight);

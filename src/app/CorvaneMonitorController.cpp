@@ -25,6 +25,7 @@
 #include "platform/Workspace.h"
 #include "prefs/UserPreferences.h"
 #include "scheduler/CorvaneSchedulerController.h"
+#include "scheduler/ErrorReport.h"
 #include "scheduler/NextRunCalculator.h"
 #include "scheduler/ScheduleEditor.h"
 #include "scheduler/ScheduleArchive.h"
@@ -244,6 +245,17 @@ void CorvaneMonitorController::createScheduler()
                 if (m_services.desktop)
                     m_services.desktop->launchApplicationNamed(name);
             });
+    ErrorReport *report = m_scheduler->errorReport();
+    report->setAlertPresenter(m_services.alerts);
+    report->setNetwork(m_services.network);
+    report->setPresenter(m_services.errorReportWindow);
+}
+
+void CorvaneMonitorController::setErrorReportWindow(ErrorReportPresenter *window)
+{
+    m_services.errorReportWindow = window;
+    if (m_scheduler)
+        m_scheduler->errorReport()->setPresenter(window);
 }
 
 QVariantMap CorvaneMonitorController::loginDetails() const

@@ -21,6 +21,7 @@ class CorvaneSchedulerController;
 class DesktopServices;
 class DesktopNotifications;
 class DistributedNotificationCenter;
+class ErrorReportPresenter;
 class JobResultNotifier;
 class LogViewController;
 class LogWindowPresenter;
@@ -50,6 +51,7 @@ struct MonitorServices
     LogWindowPresenter *logWindow = nullptr;                   // none: no log window
     SessionLogWindowPresenter *sessionLogWindow = nullptr;     // none: no session-log list window
     TrayHelpPresenter *trayHelp = nullptr;                     // none: no first-run help
+    ErrorReportPresenter *errorReportWindow = nullptr;         // none: no error-report window
 };
 
 // The status item's behaviour: its menu (actions identified by tag), tool tip and icon, job
@@ -108,6 +110,7 @@ public:
     void setSessionLogWindow(SessionLogWindowPresenter *window) { m_services.sessionLogWindow = window; }
     void setTrayHelp(TrayHelpPresenter *help) { m_services.trayHelp = help; }
     void setLogWindow(LogWindowPresenter *window) { m_services.logWindow = window; }
+    void setErrorReportWindow(ErrorReportPresenter *window);
     // The first-run help, when the installer left its marker: shown for 20 seconds, once.
     void showTrayHelp();
     void closeTrayHelp();
@@ -139,6 +142,8 @@ public:
     // on there; true when it may go on.
     bool supportMachineAgrees(const QString &feature) const;
     void manageSchedules();
+    // The scheduler's error-report window.
+    void showErrorReport();
     void launchApplication();
     void onlineHelp();
     // The user opened the status menu: a quota warning counts as seen and stops blinking.

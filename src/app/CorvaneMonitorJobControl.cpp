@@ -202,6 +202,14 @@ void CorvaneMonitorController::manageSchedules()
     trace(u"Exit of manageSchedules: In MonitorController"_s);
 }
 
+void CorvaneMonitorController::showErrorReport()
+{
+    trace(u"Start of showErrorReport: In MonitorController"_s);
+    if (m_scheduler)
+        m_scheduler->showErrorReport();
+    trace(u"Exit of showErrorReport: In MonitorController"_s);
+}
+
 void CorvaneMonitorController::enableDisableManageSubMenus()
 {
     const bool running = m_scheduler->isScheduleBackupInProgress();

@@ -94,7 +94,7 @@ QString CorvaneMonitorController::shownPreferencesPane() const
 void CorvaneMonitorController::OpenPreferences(const QString &object)
 {
     if (object == "sendErrorReport"_L1) {
-        trace(u"The error report was asked for; it is not part of this monitor yet"_s);
+        showErrorReport();
         return;
     }
     if (!m_panes)

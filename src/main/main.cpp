@@ -16,6 +16,7 @@
 #include "logview/views/LogWindow.h"
 #include "scheduler/views/SchedulerWindow.h"
 #include "prefs/views/PreferencesWindow.h"
+#include "scheduler/views/ErrorReportWindow.h"
 #include "platform/Clock.h"
 #include "platform/SystemInfo.h"
 
@@ -115,6 +116,8 @@ int main(int argc, char *argv[])
     controller.setTrayHelp(&trayHelp);
     LogWindow logWindow; // its pane is built when first shown, and goes before the monitor
     controller.setLogWindow(&logWindow);
+    ErrorReportWindow errorReport; // built when first opened
+    controller.setErrorReportWindow(&errorReport);
     QObject::connect(&controller, &CorvaneMonitorController::quitRequested, &app, &QApplication::quit);
     controller.awakeFromNib();
     // Built when first shown (Manage Schedules…, or the engine's request to show the schedules).

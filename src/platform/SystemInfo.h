@@ -20,6 +20,7 @@ QString computerName();
 struct OSVersion
 {
     QString productName;
+    QString versionText; // as the source writes it ("13.4.1", "12")
     int major = 0;
     int minor = 0;
     int bugfix = 0;

@@ -64,6 +64,7 @@ namespace {
 
 void setVersion(OSVersion &version, const QString &text)
 {
+    version.versionText = text;
     const QStringList parts = text.split(u'.');
     version.major = parts.value(0).toInt();
     version.minor = parts.value(1).toInt();

@@ -116,29 +116,30 @@ void ProxyController::awakeFromNib()
 void ProxyController::loadProxySettings()
 {
     const QVariantMap settings = ProxySetting();
-    int mode = intValue(settings, kProxyEnable);
+    int mode = intValue(settings, ProxyData::kProxyEnable);
     if (mode < NoProxy || mode > SystemProxy)
         mode = NoProxy; // no such radio button
-    const bool auth = intValue(settings, kProxyAuthEnable) == 1;
+    const bool auth = intValue(settings, ProxyData::kProxyAuthEnable) == 1;
     const bool proxied = mode != NoProxy;
     m_controls.mode = mode;
     m_controls.authOn = auth;
     m_controls.addressEnabled = m_controls.portEnabled = m_controls.authEnabled = proxied;
     m_controls.userNameEnabled = m_controls.passwordEnabled = auth && proxied;
     m_controls.getSettingsEnabled = mode == SystemProxy;
-    if (settings.contains(kProxyAddress) && settings.contains(kProxyPort)) {
-        m_controls.address = settings.value(kProxyAddress).toString();
-        m_controls.port = settings.value(kProxyPort).toString();
+    if (settings.contains(ProxyData::kProxyAddress) && settings.contains(ProxyData::kProxyPort)) {
+        m_controls.address = settings.value(ProxyData::kProxyAddress).toString();
+        m_controls.port = settings.value(ProxyData::kProxyPort).toString();
     }
-    if (settings.contains(kProxyUserName) && settings.contains(kProxyPassword)) {
-        m_controls.userName = settings.value(kProxyUserName).toString();
-        m_controls.password
-            = stelloaExtension::decryptedString(settings.value(kProxyPassword).toString());
+    if (settings.contains(ProxyData::kProxyUserName)
+        && settings.contains(ProxyData::kProxyPassword)) {
+        m_controls.userName = settings.value(ProxyData::kProxyUserName).toString();
+        m_controls.password = stelloaExtension::decryptedString(
+            settings.value(ProxyData::kProxyPassword).toString());
     }
     // The switches being edited start as shown; otherwise the first change of mode would save
     // the stored authentication as off while the box still shows it on.
-    mProxySettingDict.insert(kProxyEnable, QString::number(mode));
-    mProxySettingDict.insert(kProxyAuthEnable, QString::number(auth ? 1 : 0));
+    mProxySettingDict.insert(ProxyData::kProxyEnable, QString::number(mode));
+    mProxySettingDict.insert(ProxyData::kProxyAuthEnable, QString::number(auth ? 1 : 0));
     refresh();
 }
 
@@ -163,7 +164,7 @@ void ProxyController::EnableProxy(int tag)
         m_controls.userNameEnabled = m_controls.passwordEnabled = false;
         // The box was cleared, so is its switch: a later manual proxy must not wait for
         // credentials that the disabled fields cannot take.
-        mProxySettingDict.insert(kProxyAuthEnable, u"0"_s);
+        mProxySettingDict.insert(ProxyData::kProxyAuthEnable, u"0"_s);
     } else if (tag == ManualProxy) {
         m_controls.addressEnabled = m_controls.portEnabled = m_controls.authEnabled = true;
         m_controls.userNameEnabled = m_controls.passwordEnabled = m_controls.authOn;
@@ -171,14 +172,14 @@ void ProxyController::EnableProxy(int tag)
     refresh();
     if (tag != SystemProxy)
         Q_EMIT focusRequested(Field::Address);
-    storeSwitch(kProxyEnable, m_controls.mode);
+    storeSwitch(ProxyData::kProxyEnable, m_controls.mode);
     SaveSetting();
 }
 
 void ProxyController::EnableProxyAuth(bool on)
 {
     m_controls.authOn = on;
-    storeSwitch(kProxyAuthEnable, on ? 1 : 0);
+    storeSwitch(ProxyData::kProxyAuthEnable, on ? 1 : 0);
     m_controls.userNameEnabled = m_controls.passwordEnabled = on;
     refresh();
     Q_EMIT focusRequested(Field::UserName);
@@ -216,8 +217,8 @@ int ProxyController::SaveSetting()
     if (!QFileInfo::exists(Paths::current().resolve(switchPath)))
         return -1;
     const QVariantMap switches = PropertyList::readDictionary(switchPath);
-    const int mode = intValue(switches, kProxyEnable);
-    const int auth = intValue(switches, kProxyAuthEnable);
+    const int mode = intValue(switches, ProxyData::kProxyEnable);
+    const int auth = intValue(switches, ProxyData::kProxyAuthEnable);
     const ProxyControls &c = m_controls;
     if (mode != NoProxy && (c.address.isEmpty() || c.port.isEmpty()))
         return 0;
@@ -226,15 +227,16 @@ int ProxyController::SaveSetting()
 
     QVariantMap settings;
     if (mode == ManualProxy || mode == SystemProxy) {
-        settings.insert(kProxyAddress, c.address);
-        settings.insert(kProxyPort, c.port);
+        settings.insert(ProxyData::kProxyAddress, c.address);
+        settings.insert(ProxyData::kProxyPort, c.port);
         if (c.authOn) {
-            settings.insert(kProxyUserName, c.userName);
-            settings.insert(kProxyPassword, stelloaExtension::encryptedString(c.password));
+            settings.insert(ProxyData::kProxyUserName, c.userName);
+            settings.insert(ProxyData::kProxyPassword,
+                            stelloaExtension::encryptedString(c.password));
         }
     }
-    settings.insert(kProxyEnable, qint64(mode));
-    settings.insert(kProxyAuthEnable, qint64(auth));
+    settings.insert(ProxyData::kProxyEnable, qint64(mode));
+    settings.insert(ProxyData::kProxyAuthEnable, qint64(auth));
     // A failed write leaves the previous settings; the engine keeps using those.
     PropertyList::writeDictionary(mSettingFilePath, settings);
     // Never the password, not even enciphered.

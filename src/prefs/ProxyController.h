@@ -1,6 +1,6 @@
 #pragma once
 
-#include "ProxyData.h"
+#include "util/ProxyData.h"
 
 #include <QObject>
 #include <QString>
@@ -52,15 +52,9 @@ public:
 class ProxyController : public QObject {
     Q_OBJECT
 public:
-    enum Mode { NoProxy = 0, ManualProxy = 1, SystemProxy = 2 };
+    using Mode = ProxyData::Mode;
+    using enum ProxyData::Mode;
     enum class Field { Address, Port, UserName, Password };
-
-    static inline const QString kProxyEnable = QStringLiteral("ProxyEnable");
-    static inline const QString kProxyAuthEnable = QStringLiteral("ProxyAuthEnable");
-    static inline const QString kProxyAddress = QStringLiteral("ProxyAddress");
-    static inline const QString kProxyPort = QStringLiteral("ProxyPort");
-    static inline const QString kProxyUserName = QStringLiteral("ProxyUserName");
-    static inline const QString kProxyPassword = QStringLiteral("ProxyPassword");
 
     // The settings of the user running the monitor. `alerts` is not owned; without one the
     // alert becomes a trace line.

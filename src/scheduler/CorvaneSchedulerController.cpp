@@ -1,5 +1,6 @@
 #include "CorvaneSchedulerController.h"
 
+#include "ErrorReport.h"
 #include "ScheduleArchive.h"
 #include "TracedCall.h"
 #include "logging/SLLogger.h"
@@ -152,8 +153,16 @@ CorvaneSchedulerController::CorvaneSchedulerController(const Clock &clock, QObje
     : QObject(parent)
     , m_clock(clock)
     , m_nextRun(clock)
+    , m_errorReport(std::make_unique<ErrorReport>())
 {
     corvaneInitializeSchedulerSettings();
+}
+
+CorvaneSchedulerController::~CorvaneSchedulerController() = default;
+
+void CorvaneSchedulerController::showErrorReport()
+{
+    m_errorReport->showErrorReport();
 }
 
 QString CorvaneSchedulerController::pathForApplicationFile(int kind)

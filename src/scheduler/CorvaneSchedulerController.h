@@ -13,6 +13,7 @@
 
 class AlertPresenter;
 class Clock;
+class ErrorReport;
 class QTimer;
 
 // The schedule store: the configured records of every local user, kept in step with the
@@ -27,6 +28,7 @@ class CorvaneSchedulerController : public QObject {
     Q_OBJECT
 public:
     explicit CorvaneSchedulerController(const Clock &clock, QObject *parent = nullptr);
+    ~CorvaneSchedulerController() override;
 
     // The scheduler's own file kinds (wider than the monitor's).
     static QString pathForApplicationFile(int kind);
@@ -93,6 +95,9 @@ public:
         m_summaryVisible = std::move(isVisible);
     }
     void showSchedulerMainWindow();
+    // The error-report window's controller, and its showing.
+    ErrorReport *errorReport() const { return m_errorReport.get(); }
+    void showErrorReport();
     void startRefreshTimer();
     void stopRefreshTimer();
     bool isRefreshTimerRunning() const;
@@ -143,4 +148,5 @@ private:
     int m_lockDepth = 0;
     bool m_pendingChanges = false; // a save a running job put off
     SaveResult m_lastSave;
+    std::unique_ptr<ErrorReport> m_errorReport;
 };

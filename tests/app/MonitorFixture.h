@@ -74,6 +74,7 @@ protected:
         services.notificationWindow = &notificationWindow;
         services.preferencesWindow = preferencesWindow;
         services.trayHelp = trayHelp;
+        services.errorReportWindow = errorReportWindow;
         services.networkTimeoutMs = networkTimeoutMs;
         controller = std::make_unique<CorvaneMonitorController>(services);
         controller->awakeFromNib();
@@ -115,6 +116,7 @@ protected:
     FakeNotificationWindow notificationWindow;
     PreferencesWindowPresenter *preferencesWindow = nullptr; // set before start()
     TrayHelpPresenter *trayHelp = nullptr;                   // set before start()
+    ErrorReportPresenter *errorReportWindow = nullptr;       // set before start()
     QNetworkAccessManager network;
     std::unique_ptr<CorvaneMonitorController> controller;
 };

@@ -6,6 +6,7 @@
 #include "platform/DistributedNotificationCenter.h"
 #include "prefs/PreferencesPanes.h"
 #include "product/FilePathAPIs.h"
+#include "support/FakeErrorReportWindow.h"
 
 namespace {
 
@@ -24,6 +25,7 @@ protected:
     {
         qputenv("DBUS_SYSTEM_BUS_ADDRESS", qgetenv("DBUS_SESSION_BUS_ADDRESS"));
         preferencesWindow = &window;
+        errorReportWindow = &errorReport;
     }
     // A monitor started with this launch request waiting.
     void startWithRequest(const QByteArray &request)
@@ -34,6 +36,7 @@ protected:
     CVTabViewController &tabs() const { return controller->preferencesPanes()->tabs; }
 
     FakePreferencesWindow window;
+    FakeErrorReportWindow errorReport;
 };
 
 TEST_P(MonitorPreferencesTest, LaunchRequestsOpenTheirPaneAndAreUsedUp)
@@ -58,6 +61,7 @@ TEST_P(MonitorPreferencesTest, LaunchRequestsOpenTheirPaneAndAreUsedUp)
         EXPECT_EQ(tabs().panesEnabled(), c.panesEnabled) << c.request.constData();
         EXPECT_FALSE(env.exists(BrandPaths::launchRequest())) << c.request.constData();
     }
+    EXPECT_EQ(errorReport.shown, 1) << "the error report was asked for once";
     window.opened = 0;
     start();
     EXPECT_EQ(window.opened, 0) << "no request, no window";
@@ -74,6 +78,9 @@ TEST_P(MonitorPreferencesTest, TheMainApplicationOpensDisablesAndEnablesThePrefe
     post(u"CorvanePortableOpenPreferencesNotification"_s, u"ViewExclude"_s);
     ASSERT_TRUE(waitUntil([&] { return window.opened == 1; }));
     EXPECT_EQ(tabs().mLastSelectedIndex(), int(CVTabViewController::ExcludeRow));
+    post(u"CorvanePortableOpenPreferencesNotification"_s, u"sendErrorReport"_s);
+    ASSERT_TRUE(waitUntil([&] { return errorReport.shown == 1; }));
+    EXPECT_EQ(window.opened, 1) << "the error report instead of the preferences";
 
     post(u"CorvanePortableDisablePreferencesNotification"_s);
     ASSERT_TRUE(waitUntil([&] { return !tabs().panesEnabled(); }));

@@ -10,6 +10,8 @@ Prints its port on the first line of standard output, then serves until killed.
   /cgi-bin/check_version_upgrades_slwin_new.cgi   the --update-reply text, for a well-formed query
                                                   (with --update-stall: as /stall)
   POST /corvane/desktop/getToken  the --token-reply text; the form it got printed to standard error
+With --record FILE every POST's body is written to FILE as it came, and its path, User-Agent and
+Content-Type printed to standard error ("post PATH AGENT TYPE").
 With --always-407 it plays a proxy that refuses every request with a Basic challenge and
 prints one line per attempt that carried credentials to standard error.
 """
@@ -22,6 +24,7 @@ import urllib.parse
 ALWAYS_407 = '--always-407' in sys.argv
 UPDATE_STALL = '--update-stall' in sys.argv
 TOKEN_REPLY = sys.argv[sys.argv.index('--token-reply') + 1].encode() if '--token-reply' in sys.argv else None
+RECORD = sys.argv[sys.argv.index('--record') + 1] if '--record' in sys.argv else None
 UPDATE_REPLY = sys.argv[sys.argv.index('--update-reply') + 1].encode() if '--update-reply' in sys.argv else None
 
 
@@ -49,6 +52,11 @@ class Handler(http.server.BaseHTTPRequestHandler):
             return self.refuse_as_proxy()
         length = int(self.headers.get('Content-Length', 0))
         body = self.rfile.read(length)
+        if RECORD is not None:
+            with open(RECORD, 'wb') as record:
+                record.write(body)
+            print('post', self.path, self.headers.get('User-Agent'), self.headers.get('Content-Type'),
+                  file=sys.stderr, flush=True)
         if self.path == '/corvane/desktop/getToken' and TOKEN_REPLY is not None:
             print('token-request', body.decode('utf-8'), file=sys.stderr, flush=True)
             return self.reply(200, TOKEN_REPLY)

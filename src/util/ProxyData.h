@@ -6,6 +6,17 @@
 // one and lives in memory only; on disk it is always enciphered.
 class ProxyData {
 public:
+    // The settings file's "ProxyEnable" values.
+    enum Mode { NoProxy = 0, ManualProxy = 1, SystemProxy = 2 };
+
+    // The keys of the proxy settings file.
+    static inline const QString kProxyEnable = QStringLiteral("ProxyEnable");
+    static inline const QString kProxyAuthEnable = QStringLiteral("ProxyAuthEnable");
+    static inline const QString kProxyAddress = QStringLiteral("ProxyAddress");
+    static inline const QString kProxyPort = QStringLiteral("ProxyPort");
+    static inline const QString kProxyUserName = QStringLiteral("ProxyUserName");
+    static inline const QString kProxyPassword = QStringLiteral("ProxyPassword");
+
     QString userName() const { return mUserName; }
     QString password() const { return mPassword; }
     QString ipaddress() const { return mIpaddress; }

@@ -16,6 +16,7 @@
 #include "util/SLUtility.h"
 #include "util/StringExtensions.h"
 
+#include <QDir>
 #include <QFileInfo>
 #include <QNetworkAccessManager>
 #include <QNetworkProxy>
@@ -32,6 +33,15 @@ QString logOfKind(int kind)
 {
     return ErrorReport::getUTT8StringFromFile(
         CorvaneSchedulerController::pathForApplicationFile(kind));
+}
+
+// The log's tail as the report sends it: masked first, so that no name is cut in two at the
+// tail's start and sent half unmasked.
+QString maskedTail(int kind)
+{
+    const QString whole
+        = FileContents::readUtf8(CorvaneSchedulerController::pathForApplicationFile(kind));
+    return ErrorReport::maskPersonalDetails(whole).right(ErrorReport::kLogTailLength);
 }
 
 // Every match of `what` in the first `length` characters only; the rest is left as it is.
@@ -118,16 +128,22 @@ QString ErrorReport::getWebmanagementLog()
 QString ErrorReport::maskPersonalDetails(const QString &logText)
 {
     QString text = logText;
-    // Whole names only: "/home/al" is no part of "/home/alice", nor "al" of "also".
+    // Whole names only: "/home/al" is no part of "/home/alice", nor "al" of "also"; a full stop
+    // after a name ends a sentence unless a name goes on after it ("alice.smith").
     const auto mask = [&text](const QString &name, const QString &with) {
-        const QString pattern
-            = u"(?<![\\w.-])"_s + QRegularExpression::escape(name) + u"(?![\\w.-])"_s;
+        const QString pattern = u"(?<![\\w.-])"_s + QRegularExpression::escape(name)
+            + u"(?![\\w-]|\\.[\\w-])"_s;
         text.replace(QRegularExpression(pattern, QRegularExpression::UseUnicodePropertiesOption),
                      with);
     };
     const QString home = Paths::current().home();
-    if (home.size() > 1) // never the root folder itself
+    if (home.size() > 1) { // never the root folder itself
         mask(home, u"~"_s);
+        // The same folder as the programs that wrote the log may have spelt it.
+        const QString real = QDir(home).canonicalPath();
+        if (real.size() > 1 && real != home)
+            mask(real, u"~"_s);
+    }
     if (const QString login = SystemInfo::loginName(); !login.isEmpty())
         mask(login, u"<user>"_s);
     return text;
@@ -227,9 +243,9 @@ QString ErrorReport::composeReport() const
     report
         += u"\nUser 's technical issues/comments/suggestions:\n\n"_s + m_fields.message + u"\n"_s;
     report += u"\n-------------- Interactive Trace Log ----------\n\n"_s
-        + maskPersonalDetails(getInteractiveTraceLog()) + u"\n"_s;
+        + maskedTail(16) + u"\n"_s;
     report += u"-------------- Monitor Trace Log ----------\n\n"_s
-        + maskPersonalDetails(getMonitorTraceLog()) + u"\n"_s;
+        + maskedTail(17) + u"\n"_s;
     report += stringWithFormat(u"Release Date : %@"_s, {bundle.value(u"ReleaseDate"_s)}) + u"\n"_s;
     return report + QString(96, u'*') + u"\n"_s;
 }
@@ -244,28 +260,31 @@ QByteArray ErrorReport::requestBody(const QString &report) const
 
 void ErrorReport::post(const QString &report)
 {
-    if (!m_network)
+    if (!m_network) {
+        connectionFailedWithError({}, nullptr);
         return;
+    }
     setIndicatorVisible(true);
     URLRequest request = URLRequest::formPost(
         QUrl(SLLocalizedString(u"NotificationServiceURL"_s) + u"/cgi-bin/Notify_unicode"_s), {});
     request.body = requestBody(report);
     request.request.setRawHeader("User-Agent", brandTexts().userAgent);
 
-    SynchronousWrapper wrapper(m_network);
+    // A hand-typed proxy is this request's alone, on a manager of its own: the shared one goes
+    // on serving the other requests as the system's settings say.
     const ProxyData proxy = ProxyData::fromSettingFile(proxySettingPath());
+    QNetworkAccessManager throughProxy;
+    QNetworkAccessManager *network = m_network;
+    if (!proxy.ipaddress().isEmpty()) {
+        throughProxy.setProxy(
+            QNetworkProxy(QNetworkProxy::HttpProxy, proxy.ipaddress(), proxy.port().toUShort()));
+        network = &throughProxy;
+    }
+    SynchronousWrapper wrapper(network);
     if (!proxy.password().isEmpty())
         wrapper.SetUserName(proxy.userName(), proxy.password());
-    // A hand-typed proxy is this request's alone: the manager serves other requests too.
-    const QNetworkProxy previous = m_network->proxy();
-    const bool proxied = !proxy.ipaddress().isEmpty();
-    if (proxied)
-        m_network->setProxy(
-            QNetworkProxy(QNetworkProxy::HttpProxy, proxy.ipaddress(), proxy.port().toUShort()));
     std::optional<NetworkError> error;
     wrapper.ConnectRequest(request, &error);
-    if (proxied)
-        m_network->setProxy(previous);
     if (error)
         connectionFailedWithError(*error, nullptr);
     else

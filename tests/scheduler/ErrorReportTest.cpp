@@ -172,6 +172,21 @@ TEST_P(ErrorReportTest, TheReportHoldsTheSystemTheAccountTheMessageAndTheMaskedL
                   + u"User's Quota: 2048 MB\nUser's Used Space: 0 MB\n"_s + rest);
 }
 
+TEST_P(ErrorReportTest, NamesAreMaskedWholeAtASentencesEndAndWhereTheTailBegins)
+{
+    const QString home = env.home(), login = SystemInfo::loginName();
+    EXPECT_EQ(ErrorReport::maskPersonalDetails(u"Could not open "_s + home + u". Ask "_s + login + u"."_s),
+              u"Could not open ~. Ask <user>."_s);
+    EXPECT_EQ(ErrorReport::maskPersonalDetails(login + u".smith and "_s + login + u"-2"_s),
+              login + u".smith and "_s + login + u"-2"_s) << "longer names are other names";
+    // The tail's first characters fall inside the home folder's name: masked before it is cut.
+    env.writeFile(kInteractiveTrace.arg(folder()),
+                  (home + u"\n"_s + QString(ErrorReport::kLogTailLength - 3, u'x')).toUtf8());
+    const QString sent = report.composeReport();
+    EXPECT_TRUE(sent.contains(u"Interactive Trace Log ----------\n\n~\nxxx"_s));
+    EXPECT_FALSE(sent.contains(home.right(2) + u"\nxxx"_s));
+}
+
 INSTANTIATE_TEST_SUITE_P(Brands, ErrorReportTest, ::testing::Values(u"corvane"_s, u"stelloa"_s));
 
 } // namespace

@@ -10,7 +10,7 @@ JOBS       ?= $(shell nproc)
 # Every test runs on its own session bus and without a display.
 TEST_ENV = dbus-run-session -- env QT_QPA_PLATFORM=offscreen LC_ALL=C.UTF-8
 
-.PHONY: all deps build test asan fuzz run clean format
+.PHONY: all deps build test asan fuzz run package clean format
 
 all: build
 
@@ -43,6 +43,10 @@ $(FUZZ_BUILD)/build.ninja:
 fuzz: deps $(FUZZ_BUILD)/build.ninja
 	cmake --build $(FUZZ_BUILD) -j $(JOBS) --target fuzz_targets
 	bash tools/run-fuzzers.sh $(FUZZ_BUILD) $(SECONDS)
+
+# A Debian package (lumen-monitor_<version>_<arch>.deb in the build folder).
+package: build
+	cd $(BUILD) && cpack -G DEB
 
 run: build
 	@bash tools/install-deps.sh --run

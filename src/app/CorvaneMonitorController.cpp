@@ -129,6 +129,11 @@ void CorvaneMonitorController::createMenus()
     addItem(m_schedulerSubMenu, ViewSchedulesTag, u"Manage Schedules…"_s, &CorvaneMonitorController::manageSchedules);
     QAction *pause = addItem(m_schedulerSubMenu, PauseResumeTag, kPauseTitle, nullptr);
     connect(pause, &QAction::triggered, this, [this, pause] { pauseResume(pause); });
+    addItem(m_schedulerSubMenu, PausedUntilTag, QString(), nullptr)->setEnabled(false);
+    const int presetTags[] = {PauseOneHourTag, PauseFourHoursTag, PauseUntilTomorrowTag, PauseUntilNextBackupTag};
+    for (const Snooze::Preset preset : Snooze::kPresets)
+        connect(addItem(m_schedulerSubMenu, presetTags[preset], Snooze::title(preset), nullptr), &QAction::triggered,
+                this, [this, preset] { pauseFor(preset); });
     addItem(m_schedulerSubMenu, CancelScheduledTag, u"Cancel the Scheduled Job"_s,
             &CorvaneMonitorController::cancelBackupFromSubmenu);
     QAction *all = addItem(m_schedulerSubMenu, EnableDisableAllTag, kDisableAllTitle, nullptr);
@@ -218,6 +223,9 @@ void CorvaneMonitorController::awakeFromNib()
     if (readText(BrandPaths::schedulerStatus()) == "0"_L1)
         itemWithTag(EnableDisableAllTag)->setText(kEnableAllTitle);
 
+    m_snooze = std::make_unique<Snooze>(*m_services.clock);
+    connect(m_snooze.get(), &Snooze::ended, this, &CorvaneMonitorController::pauseEnded);
+
     // The refresh must see every minute of the wall clock (the cut-off is an exact minute), also
     // across a sleep, which the timer's own clock does not count.
     m_refreshTimer = new MinuteTimer(*m_services.clock, this);
@@ -289,6 +297,10 @@ void CorvaneMonitorController::checkForTotalQuota()
     checkCDP();
     m_account->triggerCutOffBackup();
     updatePauseStatus();
+    if (m_snooze) {
+        m_snooze->check(); // a pause whose end the machine slept through ends now
+        updatePauseItems();
+    }
     isApplicationLaunched();
     if (m_newSchedule && m_scheduler->isItemCompleted(*m_newSchedule)) {
         m_newSchedule.reset();
@@ -325,6 +337,10 @@ void CorvaneMonitorController::updateQuotaState()
 
 void CorvaneMonitorController::updateScheduleToolTip()
 {
+    if (const std::optional<QDateTime> until = m_snooze ? m_snooze->pausedUntil() : std::nullopt) {
+        setToolTip(Snooze::pausedUntilText(*until));
+        return;
+    }
     if (readText(BrandPaths::schedulerStatus()) == "0"_L1) {
         setToolTip(u"You have disabled all your scheduled job(s)"_s);
         return;

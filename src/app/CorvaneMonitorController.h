@@ -5,6 +5,7 @@
 #include "prefs/CVTabViewController.h"
 #include "prefs/GeneralViewController.h"
 #include "prefs/User.h"
+#include "Snooze.h"
 #include "scheduler/CorvaneScheduleItem.h"
 
 #include <QAction>
@@ -71,6 +72,9 @@ public:
         ManageSchedulesTag = 2013,
         PauseItemTag = 3712,
         PauseResumeTag = 9122013, CancelScheduledTag = 9132013, EnableDisableAllTag = 9142013,
+        // The pause presets and the line that says until when backups are paused.
+        PauseOneHourTag = 9152013, PauseFourHoursTag = 9162013, PauseUntilTomorrowTag = 9172013,
+        PauseUntilNextBackupTag = 9182013, PausedUntilTag = 9192013,
         // Items without a fixed tag in the product: numbered here for the views and tests.
         BackupNowTag = 1, ShowProgressTag = 2, LaunchApplicationTag = 3, OnlineHelpTag = 4,
         UpdateSoftwareTag = 5, ViewSchedulesTag = 6, QuitTag = 7, AccountHomeTag = 8, ShowStatusTag = 9, PreferencesTag = 10,
@@ -123,6 +127,10 @@ public:
     void backupNow();
     void showProgress();
     void pauseResume(QAction *sender);
+    // Pauses backups until the preset's moment; they resume by themselves then, with a
+    // notification.
+    void pauseFor(Snooze::Preset preset);
+    Snooze *snooze() const { return m_snooze.get(); }
     void removeAllSchedules(QAction *sender);
     void cancelBackupFromSubmenu();
     // Remote Manage chosen: turns web management off, or on (asking first on a support machine).
@@ -188,6 +196,10 @@ public:
     void resetMonitorUI();
     void setPauseState(bool paused);
     void updatePauseStatus();
+    void pauseBackups();
+    void resumeBackups();
+    void pauseEnded();
+    void updatePauseItems();
     void setHide(bool hide);
     void enableDisableManageSubMenus();
     void displayScheduleDetails();
@@ -263,6 +275,7 @@ private:
     std::unique_ptr<JobResultNotifier> m_jobResultNotifier;
     MinuteTimer *m_refreshTimer = nullptr;
     SleepWatcher *m_sleepWatcher = nullptr;
+    std::unique_ptr<Snooze> m_snooze;
     QTimer *m_blinkingTimer = nullptr;
     bool m_isMonitorClickedAfterQuotaExceed = false;
     QVariantMap m_mUserDetails;

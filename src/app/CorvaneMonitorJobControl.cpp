@@ -10,6 +10,7 @@
 #include "net/SynchronousWrapper.h"
 #include "notify/AlertPresenter.h"
 #include "platform/Clock.h"
+#include "platform/DesktopNotifications.h"
 #include "platform/DistributedNotificationCenter.h"
 #include "platform/FoundationValues.h"
 #include "platform/Paths.h"
@@ -20,6 +21,7 @@
 #include "platform/Workspace.h"
 #include "product/StringTable.h"
 #include "scheduler/CorvaneSchedulerController.h"
+#include "scheduler/NextRunCalculator.h"
 #include "scheduler/ScheduleArchive.h"
 #include "scheduler/SchedulerState.h"
 
@@ -140,23 +142,88 @@ void CorvaneMonitorController::pauseResume(QAction *sender)
 {
     if (!sender || sender->data().toInt() != PauseResumeTag)
         return;
-    const QString throttle = throttleFile();
-    const QString folder = stringByDeletingLastPathComponent(throttle);
-    const QString saved = stringByAppendingPathComponent(folder, u"CVThrottleB.txt"_s);
     if (sender->text().toLower().contains(u"pause"_s)) {
-        setPauseState(true);
-        sender->setText(kResumeTitle);
-        setStatusImage(u"CorvanePauseMenuIcon"_s);
-        m_mCurrentThrottleValue = readText(throttle);
-        writeText(throttle, u"-1"_s); // "-1": send nothing
-        writeText(saved, u"-1"_s);
+        pauseBackups();
         return;
     }
-    sender->setText(kPauseTitle);
+    if (m_snooze && m_snooze->pausedUntil()) // resumed by hand before the pause's end
+        m_mCurrentThrottleValue = m_snooze->throttleBefore();
+    if (m_snooze) {
+        m_snooze->clear();
+        updatePauseItems();
+    }
+    resumeBackups();
+    updateQuotaState();
+}
+
+void CorvaneMonitorController::pauseBackups()
+{
+    const QString throttle = throttleFile();
+    const QString saved = stringByAppendingPathComponent(stringByDeletingLastPathComponent(throttle), u"CVThrottleB.txt"_s);
+    setPauseState(true);
+    itemWithTag(PauseResumeTag)->setText(kResumeTitle);
+    setStatusImage(u"CorvanePauseMenuIcon"_s);
+    m_mCurrentThrottleValue = readText(throttle);
+    writeText(throttle, u"-1"_s); // "-1": send nothing
+    writeText(saved, u"-1"_s);
+}
+
+void CorvaneMonitorController::resumeBackups()
+{
+    const QString throttle = throttleFile();
+    const QString saved = stringByAppendingPathComponent(stringByDeletingLastPathComponent(throttle), u"CVThrottleB.txt"_s);
+    itemWithTag(PauseResumeTag)->setText(kPauseTitle);
     setPauseState(false);
     setStatusImage(SLLocalizedString(u"ApplicationIcon"_s));
     writeText(throttle, m_mCurrentThrottleValue);
     writeText(saved, m_mCurrentThrottleValue);
+}
+
+void CorvaneMonitorController::pauseFor(Snooze::Preset preset)
+{
+    const std::optional<CorvaneScheduleItem> next
+        = NextRunCalculator(*m_services.clock).nextScheduledItem(ScheduleArchive::load().records);
+    const std::optional<QDateTime> until = Snooze::deadline(
+        preset, m_services.clock->now(), next ? std::optional<QDateTime>(next->scheduleTime()) : std::nullopt);
+    if (!until)
+        return;
+    // A pause already on keeps the throttle it replaced; a new one saves the current one.
+    const bool paused = readText(stringByAppendingPathComponent(stringByDeletingLastPathComponent(throttleFile()),
+                                                                u"pause.txt"_s))
+        == "1"_L1;
+    QString before = m_snooze->pausedUntil() ? m_snooze->throttleBefore() : m_mCurrentThrottleValue;
+    if (!paused) {
+        pauseBackups();
+        before = m_mCurrentThrottleValue;
+    }
+    m_snooze->start(*until, before);
+    updatePauseItems();
+    updateQuotaState(); // the tool tip says until when, unless the quota has more to say
+}
+
+void CorvaneMonitorController::pauseEnded()
+{
+    m_mCurrentThrottleValue = m_snooze->throttleBefore();
+    m_snooze->clear();
+    resumeBackups();
+    updatePauseItems();
+    updateQuotaState();
+    if (m_desktopNotifications)
+        m_desktopNotifications->notify(SLLocalizedString(u"Backups resumed"_s),
+                                       SLLocalizedString(u"The pause you chose has ended; backups run as scheduled again."_s));
+}
+
+// The presets' line "Paused until HH:MM" while a pause is on, and the next backup's preset only
+// when there is a next backup.
+void CorvaneMonitorController::updatePauseItems()
+{
+    const std::optional<QDateTime> until = m_snooze->pausedUntil();
+    QAction *line = itemWithTag(PausedUntilTag);
+    line->setVisible(until.has_value());
+    line->setText(until ? Snooze::pausedUntilText(*until) : QString());
+    itemWithTag(PauseUntilNextBackupTag)
+        ->setEnabled(NextRunCalculator(*m_services.clock).nextScheduledItem(ScheduleArchive::load().records).has_value());
+    enableDisableManageSubMenus();
 }
 
 void CorvaneMonitorController::setPauseState(bool paused)
@@ -213,7 +280,8 @@ void CorvaneMonitorController::showErrorReport()
 void CorvaneMonitorController::enableDisableManageSubMenus()
 {
     const bool running = m_scheduler->isScheduleBackupInProgress();
-    itemWithTag(PauseResumeTag)->setEnabled(running);
+    // A pause with an end can be resumed by hand whether a job runs or not.
+    itemWithTag(PauseResumeTag)->setEnabled(running || (m_snooze && m_snooze->pausedUntil()));
     itemWithTag(CancelScheduledTag)->setEnabled(running);
 }
 

@@ -1,0 +1,46 @@
+#pragma once
+
+#include <QDateTime>
+#include <QObject>
+#include <QTimer>
+
+#include <optional>
+
+class Clock;
+
+// Backups paused for a while: until an absolute moment kept in the monitor's defaults, so that
+// the pause outlives a restart and a sleep, and ends by itself.
+class Snooze : public QObject
+{
+    Q_OBJECT
+public:
+    enum Preset { OneHour, FourHours, UntilTomorrow, UntilNextBackup };
+    static constexpr Preset kPresets[] = {OneHour, FourHours, UntilTomorrow, UntilNextBackup};
+    static QString title(Preset preset);
+    // When a preset chosen at `now` ends: an hour or four of real time (a clock change does not
+    // stretch them), the start of tomorrow, or the next scheduled backup (none when there is no
+    // such backup still to come).
+    static std::optional<QDateTime> deadline(Preset preset, const QDateTime &now,
+                                             const std::optional<QDateTime> &nextBackup);
+    // "Paused until HH:MM".
+    static QString pausedUntilText(const QDateTime &until);
+
+    explicit Snooze(const Clock &clock, QObject *parent = nullptr);
+
+    // The end of the pause, when one is set and still to come or not yet ended.
+    std::optional<QDateTime> pausedUntil() const;
+    // The throttle value the pause replaced, to be put back when it ends.
+    QString throttleBefore() const;
+    void start(const QDateTime &until, const QString &throttleBefore);
+    void clear();
+    // Ends the pause when its moment has passed (also when the machine slept through it),
+    // otherwise waits for it.
+    void check();
+
+Q_SIGNALS:
+    void ended();
+
+private:
+    const Clock &m_clock;
+    QTimer m_timer;
+};

@@ -1,0 +1,67 @@
+#include "MonitorFixture.h"
+
+#include "app/MonitorFiles.h"
+#include "support/NotificationServer.h"
+
+using MonitorPauseTest = MonitorControllerTest;
+
+namespace {
+
+TEST_P(MonitorPauseTest, APresetPausesUntilItsEndThroughARestartThenResumesWithANotification)
+{
+    NotificationServer desktopService;
+    ASSERT_TRUE(desktopService.isRunning());
+    logIn();
+    start();
+    const QString throttle = throttleFolder() + u"/Throttle.txt"_s;
+    env.writeFile(brand().throttleFolder + u"/Throttle.txt"_s, "250");
+    using C = CorvaneMonitorController;
+    EXPECT_FALSE(controller->itemWithTag(C::PauseUntilNextBackupTag)->isEnabled()) << "no backup is scheduled";
+    EXPECT_FALSE(controller->itemWithTag(C::PausedUntilTag)->isVisible());
+
+    controller->itemWithTag(C::PauseOneHourTag)->trigger();
+    EXPECT_EQ(fileText(throttle), "-1");
+    EXPECT_EQ(fileText(throttleFolder() + u"/pause.txt"_s), "1");
+    EXPECT_EQ(controller->itemWithTag(C::PausedUntilTag)->text(), u"Paused until 11:00"_s);
+    EXPECT_EQ(controller->toolTip(), u"Paused until 11:00"_s);
+    EXPECT_TRUE(controller->itemWithTag(C::PauseResumeTag)->isEnabled()) << "it can be resumed by hand";
+
+    controller->itemWithTag(C::PauseFourHoursTag)->trigger(); // a longer pause replaces it
+    EXPECT_EQ(controller->itemWithTag(C::PausedUntilTag)->text(), u"Paused until 14:00"_s);
+
+    start(); // the monitor restarted meanwhile: the pause is still on
+    EXPECT_TRUE(controller->itemWithTag(C::PausedUntilTag)->isVisible());
+    EXPECT_EQ(controller->itemWithTag(C::PauseResumeTag)->text(), MonitorFiles::kResumeTitle);
+    clock.set(clock.now().addSecs(4 * 3600 - 60));
+    controller->checkForTotalQuota();
+    EXPECT_EQ(fileText(throttle), "-1") << "a minute early";
+    clock.set(clock.now().addSecs(60)); // the minute refresh, or a wake-up after the end
+    controller->checkForTotalQuota();
+    EXPECT_EQ(fileText(throttle), "250") << "the throttle from before the pause, through the restart";
+    EXPECT_EQ(fileText(throttleFolder() + u"/pause.txt"_s), "0");
+    EXPECT_FALSE(controller->itemWithTag(C::PausedUntilTag)->isVisible());
+    EXPECT_EQ(controller->itemWithTag(C::PauseResumeTag)->text(), MonitorFiles::kPauseTitle);
+    ASSERT_TRUE(waitUntil([&] { return !desktopService.notifications().isEmpty(); }));
+    EXPECT_EQ(desktopService.notifications().last().summary, u"Backups resumed"_s);
+}
+
+TEST_P(MonitorPauseTest, UntilTheNextBackupAndResumedByHand)
+{
+    logIn();
+    ScheduleArchive::save({dailyRecord(brand().user, QTime(20, 0))});
+    start();
+    env.writeFile(brand().throttleFolder + u"/Throttle.txt"_s, "80");
+    using C = CorvaneMonitorController;
+    QAction *untilNext = controller->itemWithTag(C::PauseUntilNextBackupTag);
+    ASSERT_TRUE(untilNext->isEnabled());
+    untilNext->trigger();
+    EXPECT_EQ(controller->itemWithTag(C::PausedUntilTag)->text(), u"Paused until 20:00"_s);
+    controller->itemWithTag(C::PauseResumeTag)->trigger();
+    EXPECT_EQ(fileText(throttleFolder() + u"/Throttle.txt"_s), "80");
+    EXPECT_FALSE(controller->itemWithTag(C::PausedUntilTag)->isVisible());
+    EXPECT_FALSE(controller->snooze()->pausedUntil()) << "the pause's end is forgotten";
+}
+
+INSTANTIATE_TEST_SUITE_P(Brands, MonitorPauseTest, ::testing::ValuesIn(kBrands), brandName);
+
+} // namespace

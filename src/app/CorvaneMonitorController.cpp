@@ -301,6 +301,7 @@ void CorvaneMonitorController::checkForTotalQuota()
         m_snooze->check(); // a pause whose end the machine slept through ends now
         updatePauseItems();
     }
+    checkBackupWatchdog();
     isApplicationLaunched();
     if (m_newSchedule && m_scheduler->isItemCompleted(*m_newSchedule)) {
         m_newSchedule.reset();

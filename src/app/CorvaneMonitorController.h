@@ -5,6 +5,7 @@
 #include "prefs/CVTabViewController.h"
 #include "prefs/GeneralViewController.h"
 #include "prefs/User.h"
+#include "BackupWatchdog.h"
 #include "Snooze.h"
 #include "scheduler/CorvaneScheduleItem.h"
 
@@ -131,6 +132,7 @@ public:
     // notification.
     void pauseFor(Snooze::Preset preset);
     Snooze *snooze() const { return m_snooze.get(); }
+    static inline const QString kBackupWarningIcon = QStringLiteral("BackupWarning");
     void removeAllSchedules(QAction *sender);
     void cancelBackupFromSubmenu();
     // Remote Manage chosen: turns web management off, or on (asking first on a support machine).
@@ -200,6 +202,9 @@ public:
     void resumeBackups();
     void pauseEnded();
     void updatePauseItems();
+    // The warning icon and a notification offering "Back up now" once the user's backups fall
+    // behind; the usual icon again when they catch up.
+    void checkBackupWatchdog();
     void setHide(bool hide);
     void enableDisableManageSubMenus();
     void displayScheduleDetails();
@@ -276,6 +281,7 @@ private:
     MinuteTimer *m_refreshTimer = nullptr;
     SleepWatcher *m_sleepWatcher = nullptr;
     std::unique_ptr<Snooze> m_snooze;
+    BackupWatchdog::Verdict m_watchdogVerdict = BackupWatchdog::Verdict::Fine;
     QTimer *m_blinkingTimer = nullptr;
     bool m_isMonitorClickedAfterQuotaExceed = false;
     QVariantMap m_mUserDetails;

@@ -21,6 +21,8 @@
 #include "platform/Workspace.h"
 #include "product/StringTable.h"
 #include "scheduler/CorvaneSchedulerController.h"
+#include "logview/RecentRuns.h"
+#include "notify/JobResultNotifier.h"
 #include "scheduler/NextRunCalculator.h"
 #include "scheduler/ScheduleArchive.h"
 #include "scheduler/SchedulerState.h"
@@ -211,6 +213,39 @@ void CorvaneMonitorController::pauseEnded()
     if (m_desktopNotifications)
         m_desktopNotifications->notify(SLLocalizedString(u"Backups resumed"_s),
                                        SLLocalizedString(u"The pause you chose has ended; backups run as scheduled again."_s));
+}
+
+void CorvaneMonitorController::checkBackupWatchdog()
+{
+    using BackupWatchdog::Verdict;
+    const QString account = loggedInUser();
+    Verdict verdict = Verdict::Fine;
+    if (!account.isEmpty()) {
+        QList<CorvaneScheduleItem> mine = ScheduleArchive::load().records;
+        mine.removeIf([&](const CorvaneScheduleItem &record) { return record.corvaneUserName() != account; });
+        const int days = BackupWatchdog::staleDays();
+        const QDateTime now = m_services.clock->now();
+        verdict = BackupWatchdog::evaluate(now, mine, RecentRuns::lastSuccess(account, now.date(), days + 1), days);
+    }
+    // Shown whenever the usual icon would be: the quota's and the pause's icons say more.
+    const QString usualIcon = SLLocalizedString(u"ApplicationIcon"_s);
+    if (verdict == Verdict::Fine && m_statusImage == kBackupWarningIcon)
+        setStatusImage(usualIcon);
+    else if (verdict != Verdict::Fine && m_statusImage == usualIcon)
+        setStatusImage(kBackupWarningIcon);
+    const bool changed = verdict != m_watchdogVerdict;
+    m_watchdogVerdict = verdict;
+    if (!changed || verdict == Verdict::Fine) // told once each time they fall behind
+        return;
+    if (!m_desktopNotifications)
+        return;
+    const bool stale = verdict == Verdict::NoRecentSuccess;
+    m_desktopNotifications->notify(
+        SLLocalizedString(stale ? u"No recent backup"_s : u"A backup is taking too long"_s),
+        stale ? stringWithFormat(SLLocalizedString(u"No backup of %@ has finished successfully in the last %@ days."_s),
+                                 {account, QString::number(BackupWatchdog::staleDays())})
+              : SLLocalizedString(u"A scheduled backup is still running although its next start has come."_s),
+        {{QString::fromLatin1(JobResultNotifier::kBackupNow), SLLocalizedString(u"Back up now"_s)}});
 }
 
 // The presets' line "Paused until HH:MM" while a pause is on, and the next backup's preset only

@@ -1,13 +1,16 @@
 #include "MonitorFixture.h"
 
 #include "app/MonitorFiles.h"
+#include "logview/LogManager.h"
+#include "logview/LogNode.h"
 #include "support/NotificationServer.h"
 
-using MonitorPauseTest = MonitorControllerTest;
+// Pauses with an end, and the watch over backups that fall behind.
+using MonitorPauseAndWatchdogTest = MonitorControllerTest;
 
 namespace {
 
-TEST_P(MonitorPauseTest, APresetPausesUntilItsEndThroughARestartThenResumesWithANotification)
+TEST_P(MonitorPauseAndWatchdogTest, APresetPausesUntilItsEndThroughARestartThenResumesWithANotification)
 {
     NotificationServer desktopService;
     ASSERT_TRUE(desktopService.isRunning());
@@ -45,7 +48,7 @@ TEST_P(MonitorPauseTest, APresetPausesUntilItsEndThroughARestartThenResumesWithA
     EXPECT_EQ(desktopService.notifications().last().summary, u"Backups resumed"_s);
 }
 
-TEST_P(MonitorPauseTest, UntilTheNextBackupAndResumedByHand)
+TEST_P(MonitorPauseAndWatchdogTest, UntilTheNextBackupAndResumedByHand)
 {
     logIn();
     ScheduleArchive::save({dailyRecord(brand().user, QTime(20, 0))});
@@ -62,6 +65,47 @@ TEST_P(MonitorPauseTest, UntilTheNextBackupAndResumedByHand)
     EXPECT_FALSE(controller->snooze()->pausedUntil()) << "the pause's end is forgotten";
 }
 
-INSTANTIATE_TEST_SUITE_P(Brands, MonitorPauseTest, ::testing::ValuesIn(kBrands), brandName);
+TEST_P(MonitorPauseAndWatchdogTest, BackupsFallenBehindShowTheWarningAndOfferBackUpNowUntilOneSucceeds)
+{
+    NotificationServer desktopService;
+    ASSERT_TRUE(desktopService.isRunning());
+    logIn();
+    ScheduleArchive::save({dailyRecord(brand().user)});
+    const auto succeededDaysAgo = [&](int days) {
+        LogNode run;
+        run.setDatetime(QLocale::c().toString(clock.now().addDays(-days), u"MMM dd, yyyy hh:mm:ss AP"_s));
+        run.setUname(brand().user);
+        run.setStatus(u"Success"_s);
+        env.writeFile(LogManager::kIndexFolder + u'/' + clock.now().addDays(-days).toString(LogManager::kDayFormat)
+                          + u".xml"_s,
+                      LogManager::getXMLfromNodes({run}).toUtf8());
+    };
+    succeededDaysAgo(6);
+    start();
+    EXPECT_EQ(controller->statusImage(), brand().idleImage) << "six days: fine";
+
+    clock.set(clock.now().addDays(2)); // eight days since
+    controller->checkForTotalQuota();
+    EXPECT_EQ(controller->statusImage(), CorvaneMonitorController::kBackupWarningIcon);
+    ASSERT_TRUE(waitUntil([&] { return !desktopService.notifications().isEmpty(); }));
+    const NotificationServer::Notification told = desktopService.notifications().last();
+    EXPECT_EQ(told.summary, u"No recent backup"_s);
+    EXPECT_TRUE(told.actions.contains(u"backup-now"_s));
+    controller->checkForTotalQuota();
+    QCoreApplication::processEvents();
+    EXPECT_EQ(desktopService.notifications().size(), 1) << "told once, not every minute";
+
+    desktopService.invokeAction(told.id, u"backup-now"_s);
+    EXPECT_TRUE(waitUntil([] {
+        const QList<CorvaneScheduleItem> records = ScheduleArchive::load().records;
+        return records.size() == 2 && records.last().frequency() == CorvaneScheduleItem::Immediate;
+    })) << "a backup was queued";
+
+    succeededDaysAgo(0);
+    controller->checkForTotalQuota();
+    EXPECT_EQ(controller->statusImage(), brand().idleImage) << "caught up";
+}
+
+INSTANTIATE_TEST_SUITE_P(Brands, MonitorPauseAndWatchdogTest, ::testing::ValuesIn(kBrands), brandName);
 
 } // namespace

@@ -302,6 +302,7 @@ void CorvaneMonitorController::checkForTotalQuota()
         updatePauseItems();
     }
     checkBackupWatchdog();
+    updateDashboard();
     isApplicationLaunched();
     if (m_newSchedule && m_scheduler->isItemCompleted(*m_newSchedule)) {
         m_newSchedule.reset();

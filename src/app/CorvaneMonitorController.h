@@ -76,6 +76,7 @@ public:
         // The pause presets and the line that says until when backups are paused.
         PauseOneHourTag = 9152013, PauseFourHoursTag = 9162013, PauseUntilTomorrowTag = 9172013,
         PauseUntilNextBackupTag = 9182013, PausedUntilTag = 9192013,
+        DashboardTag = 9300000, // the dashboard's lines at the menu's top: this tag and up
         // Items without a fixed tag in the product: numbered here for the views and tests.
         BackupNowTag = 1, ShowProgressTag = 2, LaunchApplicationTag = 3, OnlineHelpTag = 4,
         UpdateSoftwareTag = 5, ViewSchedulesTag = 6, QuitTag = 7, AccountHomeTag = 8, ShowStatusTag = 9, PreferencesTag = 10,
@@ -205,6 +206,9 @@ public:
     // The warning icon and a notification offering "Back up now" once the user's backups fall
     // behind; the usual icon again when they catch up.
     void checkBackupWatchdog();
+    // The dashboard's lines at the top of the status menu: the account's last backup and each
+    // schedule's next run.
+    void updateDashboard();
     void setHide(bool hide);
     void enableDisableManageSubMenus();
     void displayScheduleDetails();
@@ -282,6 +286,7 @@ private:
     SleepWatcher *m_sleepWatcher = nullptr;
     std::unique_ptr<Snooze> m_snooze;
     BackupWatchdog::Verdict m_watchdogVerdict = BackupWatchdog::Verdict::Fine;
+    QList<QAction *> m_dashboardItems;
     QTimer *m_blinkingTimer = nullptr;
     bool m_isMonitorClickedAfterQuotaExceed = false;
     QVariantMap m_mUserDetails;

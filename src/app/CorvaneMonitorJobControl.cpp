@@ -21,6 +21,7 @@
 #include "platform/Workspace.h"
 #include "product/StringTable.h"
 #include "scheduler/CorvaneSchedulerController.h"
+#include "Dashboard.h"
 #include "logview/RecentRuns.h"
 #include "notify/JobResultNotifier.h"
 #include "scheduler/NextRunCalculator.h"
@@ -246,6 +247,31 @@ void CorvaneMonitorController::checkBackupWatchdog()
                                  {account, QString::number(BackupWatchdog::staleDays())})
               : SLLocalizedString(u"A scheduled backup is still running although its next start has come."_s),
         {{QString::fromLatin1(JobResultNotifier::kBackupNow), SLLocalizedString(u"Back up now"_s)}});
+}
+
+void CorvaneMonitorController::updateDashboard()
+{
+    const QString account = loggedInUser();
+    const QStringList lines = account.isEmpty()
+        ? QStringList()
+        : Dashboard::of(account, ScheduleArchive::load().records, m_services.clock->now()).menuLines();
+    if (lines.size() != m_dashboardItems.size()) {
+        for (QAction *item : std::as_const(m_dashboardItems)) {
+            m_statusMenu.removeOne(item);
+            item->deleteLater();
+        }
+        m_dashboardItems.clear();
+        for (int i = 0; i < lines.size(); ++i) {
+            auto *item = new QAction(this);
+            item->setData(DashboardTag + i);
+            item->setEnabled(false); // information, not a command
+            m_statusMenu.insert(i, item);
+            m_dashboardItems.append(item);
+        }
+        Q_EMIT statusMenuChanged();
+    }
+    for (int i = 0; i < lines.size(); ++i)
+        m_dashboardItems.at(i)->setText(lines.at(i));
 }
 
 // The presets' line "Paused until HH:MM" while a pause is on, and the next backup's preset only

@@ -1,5 +1,7 @@
 #include "MonitorScripting.h"
 
+#include "Dashboard.h"
+
 #include "CorvaneMonitorController.h"
 #include "platform/Clock.h"
 #include "platform/Paths.h"
@@ -97,6 +99,9 @@ QJsonObject MonitorScripting::status(const CorvaneMonitorController &controller,
         {u"backupInProgress"_s, controller.isBackupInProgress()},
         {u"runningJob"_s, running},
         {u"nextJob"_s, next ? QJsonValue(jobJson(*next)) : QJsonValue()},
+        {u"dashboard"_s, controller.loggedInUser().isEmpty()
+             ? QJsonValue()
+             : QJsonValue(Dashboard::of(controller.loggedInUser(), records, clock.now()).json())},
     };
 }
 

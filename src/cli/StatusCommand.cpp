@@ -86,6 +86,17 @@ void printReadable(const QJsonObject &status, QTextStream &out)
         << yesNo(status[u"backupInProgress"_s]) << u'\n' << u"Running job:      "_s
         << job(status[u"runningJob"_s]) << u'\n' << u"Next job:         "_s
         << job(status[u"nextJob"_s]) << u'\n';
+    if (const QJsonObject board = status[u"dashboard"_s].toObject(); !board.isEmpty()) {
+        const QJsonObject last = board[u"lastRun"_s].toObject();
+        out << u"Last backup:      "_s
+            << (last.isEmpty() ? u"none in the last month"_s
+                               : last[u"status"_s].toString() + u", "_s + last[u"duration"_s].toString()
+                                     + u" ("_s + last[u"start"_s].toString() + u')')
+            << u'\n';
+        for (const QJsonValue &schedule : board[u"schedules"_s].toArray())
+            out << u"Next "_s << schedule[u"frequency"_s].toString().trimmed().leftJustified(13) << u' '
+                << schedule[u"nextRun"_s].toString() << u'\n';
+    }
     // Only the running monitor knows its windows.
     if (const QJsonValue pane = status[u"preferencesPane"_s]; !pane.isUndefined())
         out << u"Preferences:      "_s << (pane.isNull() ? u"closed"_s : pane.toString() + u" pane open"_s) << u'\n';

@@ -1,5 +1,7 @@
 #pragma once
 
+#include "LogNode.h"
+
 #include <QDateTime>
 #include <QString>
 
@@ -11,5 +13,7 @@ namespace RecentRuns {
 // When the account's last successful run started, looking back `days` days from `today`
 // (today included); nothing when none succeeded in that time.
 std::optional<QDateTime> lastSuccess(const QString &account, const QDate &today, int days);
+// The account's newest run of any result in that time.
+std::optional<LogNode> lastRun(const QString &account, const QDate &today, int days);
 
 } // namespace RecentRuns

@@ -83,6 +83,13 @@ TEST_P(MonitorPauseAndWatchdogTest, BackupsFallenBehindShowTheWarningAndOfferBac
     succeededDaysAgo(6);
     start();
     EXPECT_EQ(controller->statusImage(), brand().idleImage) << "six days: fine";
+    // The dashboard at the menu's top: the last backup, and the schedule's next run.
+    using C = CorvaneMonitorController;
+    ASSERT_GE(controller->statusMenu().size(), 2);
+    EXPECT_EQ(controller->statusMenu().at(0), controller->itemWithTag(C::DashboardTag));
+    EXPECT_EQ(controller->itemWithTag(C::DashboardTag)->text(), u"Last backup: Success (Tue Nov 10, 10:00)"_s);
+    EXPECT_EQ(controller->itemWithTag(C::DashboardTag + 1)->text(), u"Daily backup: next Mon Nov 16, 20:00"_s);
+    EXPECT_FALSE(controller->itemWithTag(C::DashboardTag + 1)->isEnabled());
 
     clock.set(clock.now().addDays(2)); // eight days since
     controller->checkForTotalQuota();

@@ -4,6 +4,8 @@
 #include "support/TestEnvironment.h"
 
 #include "app/MonitorScripting.h"
+#include "logview/LogManager.h"
+#include "logview/LogNode.h"
 #include "platform/PropertyList.h"
 #include "product/FilePathAPIs.h"
 #include "scheduler/CorvaneSchedulerController.h"
@@ -141,7 +143,8 @@ TEST_F(Commands, StatusFromTheFilesWhenNoMonitorRuns)
                             {u"paused"_s, false},
                             {u"backupInProgress"_s, false},
                             {u"runningJob"_s, QJsonValue()},
-                            {u"nextJob"_s, QJsonValue()}}));
+                            {u"nextJob"_s, QJsonValue()},
+                            {u"dashboard"_s, QJsonValue()}}));
 
     logIn();
     PropertyList::writeDictionary(kStatusFile, {{u"Interactive"_s, u"acct"_s}});
@@ -154,8 +157,20 @@ TEST_F(Commands, StatusFromTheFilesWhenNoMonitorRuns)
     running.setUsername(u"ann"_s);
     running.setCorvaneUserName(u"acct"_s);
     daily.setUsername(u"bob"_s);
-    daily.setScheduleTime(QDateTime::currentDateTime().addDays(1));
-    ScheduleArchive::save({running, daily});
+    daily.setScheduleTime(QDateTime::currentDateTime().addDays(-3)); // overdue: the next job
+    // The dashboard: acct's daily schedule first started yesterday, and a run of acct's.
+    const QDateTime firstStart = QDateTime::fromSecsSinceEpoch(QDateTime::currentSecsSinceEpoch() - 86400 + 3600);
+    CorvaneScheduleItem acctsDaily(Clock::system());
+    acctsDaily.setCorvaneUserName(u"acct"_s);
+    acctsDaily.setScheduleTime(firstStart);
+    ScheduleArchive::save({running, daily, acctsDaily});
+    LogNode run;
+    run.setDatetime(QLocale::c().toString(QDateTime::currentDateTime().addSecs(-600), u"MMM dd, yyyy hh:mm:ss AP"_s));
+    run.setUname(u"acct"_s);
+    run.setStatus(u"Failed"_s);
+    run.setDuration(u"00:04:10"_s);
+    env.writeFile(LogManager::kIndexFolder + u'/' + QDate::currentDate().toString(LogManager::kDayFormat) + u".xml"_s,
+                  LogManager::getXMLfromNodes({run}).toUtf8());
 
     const QJsonObject fromFiles = status();
     EXPECT_EQ(fromFiles[u"loggedInUser"_s], u"acct"_s);
@@ -167,10 +182,17 @@ TEST_F(Commands, StatusFromTheFilesWhenNoMonitorRuns)
     EXPECT_TRUE(fromFiles[u"runningJob"_s][u"progress"_s].isNull());
     EXPECT_EQ(fromFiles[u"nextJob"_s][u"user"_s], u"bob"_s);
     EXPECT_EQ(fromFiles[u"nextJob"_s][u"frequencyString"_s], u"Daily"_s);
+    EXPECT_EQ(fromFiles[u"dashboard"_s][u"lastRun"_s][u"status"_s], u"Failed"_s);
+    EXPECT_EQ(fromFiles[u"dashboard"_s][u"lastRun"_s][u"duration"_s], u"00:04:10"_s);
+    const QJsonArray schedules = fromFiles[u"dashboard"_s][u"schedules"_s].toArray();
+    ASSERT_EQ(schedules.size(), 1) << "acct's own schedules, not its run-now record";
+    EXPECT_EQ(QDateTime::fromString(schedules[0][u"nextRun"_s].toString(), Qt::ISODate), firstStart.addDays(1))
+        << "the start still to come";
 
     const QByteArray text = lumenctl({u"status"_s}).output;
     for (const char *line :
          {"Logged-in user:   acct\n", "SchedulerState:   2 (an immediate job is queued)\n",
+          "Last backup:      Failed, 00:04:10", "Next Daily ",
           "Scheduled jobs:   disabled\n", "Paused:           yes\n", "(from the files)\n"})
         EXPECT_TRUE(text.contains(line)) << line << "\n" << text.toStdString();
 }

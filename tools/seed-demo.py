@@ -39,4 +39,18 @@ for name, text in (('Backup/Backup11-20-2026-21-30-4', 'Scheduled backup of ann@
                    ('Restore/Restore11-21-2026-9-12-40', 'Restore of /Users/ann/Documents/report.txt\n1 file restored\n')):
     with open(under(root, logs + '/' + name), 'w') as f:
         f.write(text)
+# Yesterday's scheduled backup in the engine's day index, for the menu's dashboard.
+import datetime
+yesterday = (datetime.datetime.now() - datetime.timedelta(days=1)).replace(hour=21, minute=30, second=4, microsecond=0)
+index = under(root, logs + '/LOGXML/' + yesterday.strftime('%m-%d-%Y') + '.xml')
+if not os.path.exists(index):
+    with open(index, 'w') as f:
+        f.write('<?xml version="1.0" encoding="utf-8"?>\n<records>\n<record>\n'
+                '\t<datetime>%s</datetime>\n\t<uname>%s</uname>\n\t<files>1152</files>\n'
+                '\t<filesinsync>1024</filesinsync>\n\t<status>Success</status>\n\t<duration>00:12:41</duration>\n'
+                '\t<content>Scheduled backup</content>\n\t<optype>1</optype>\n\t<lpath>/Users</lpath>\n'
+                '\t<logfile>/%s/Backup/Backup11-20-2026-21-30-4</logfile>\n\t<logname>%s</logname>\n'
+                '</record>\n</records>\n' % (yesterday.strftime('%b %d, %Y %I:%M:%S %p'), account, logs,
+                                            yesterday.strftime('%m-%d-%Y')))
+
 print('demo environment ready: root %s, home %s' % (root, home))

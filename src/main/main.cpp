@@ -70,6 +70,7 @@ int main(int argc, char *argv[])
     parser.addHelpOption();
     parser.addOptions(LaunchOptions::commandLineOptions());
     parser.addOption({u"show-menu"_s, u"Open the status menu once the icon is shown (for demos)."_s});
+    parser.addOption({u"show-jobs-menu"_s, u"Open the status menu with Scheduled Jobs open (for demos)."_s});
     parser.addOption({u"no-channel"_s, u"Do not take the monitor's end of the message channel."_s});
     parser.process(app);
     const std::optional<LaunchOptions> options = LaunchOptions::applyFromParser(parser);
@@ -134,6 +135,8 @@ int main(int argc, char *argv[])
     statusItem.show();
     if (parser.isSet(u"show-menu"_s))
         QTimer::singleShot(500, &statusItem, &StatusItemView::popUpMenu);
+    if (parser.isSet(u"show-jobs-menu"_s))
+        QTimer::singleShot(500, &statusItem, &StatusItemView::popUpSchedulerMenu);
 
     const int status = QApplication::exec();
     SLBackupProgressLogger::progressLogger().flushAll();

@@ -5,6 +5,7 @@
 
 #include <QCursor>
 #include <QGuiApplication>
+#include <QKeyEvent>
 #include <QMenu>
 #include <QScreen>
 #include <QSystemTrayIcon>
@@ -45,13 +46,25 @@ void StatusItemView::rebuildMenu()
     m_menu->clear();
     for (QAction *item : m_controller->statusMenu()) {
         const int tag = item->data().toInt();
-        if (tag == CorvaneMonitorController::QuitTag || tag == CorvaneMonitorController::OnlineHelpTag
+        const bool afterDashboard = tag == CorvaneMonitorController::BackupNowTag && !m_menu->isEmpty();
+        if (afterDashboard || tag == CorvaneMonitorController::QuitTag || tag == CorvaneMonitorController::OnlineHelpTag
             || tag == CorvaneMonitorController::UpgradeTag || tag == CorvaneMonitorController::WebManagementTag)
             m_menu->addSeparator();
         if (tag == CorvaneMonitorController::ManageSchedulesTag)
             item->setMenu(m_schedulerMenu);
         m_menu->addAction(item);
     }
+}
+
+void StatusItemView::popUpSchedulerMenu()
+{
+    popUpMenu();
+    for (QAction *item : m_menu->actions()) {
+        if (item->data().toInt() == CorvaneMonitorController::ManageSchedulesTag)
+            m_menu->setActiveAction(item);
+    }
+    QKeyEvent right(QEvent::KeyPress, Qt::Key_Right, Qt::NoModifier); // as the keyboard opens it
+    QCoreApplication::sendEvent(m_menu, &right);
 }
 
 void StatusItemView::show()

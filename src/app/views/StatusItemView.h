@@ -20,6 +20,8 @@ public:
     QSystemTrayIcon *trayIcon() const { return m_tray; }
     // Opens the menu under the icon (for demos and screenshots).
     void popUpMenu();
+    // The menu with Scheduled Jobs open (for demos and screenshots).
+    void popUpSchedulerMenu();
     // The menu from the controller's items, again after items came or went.
     void rebuildMenu();
 

@@ -3,6 +3,7 @@
 #include "app/MonitorFiles.h"
 #include "logview/LogManager.h"
 #include "logview/LogNode.h"
+#include "support/LogindStandIn.h"
 #include "support/NotificationServer.h"
 
 // Pauses with an end, and the watch over backups that fall behind.
@@ -14,6 +15,8 @@ TEST_P(MonitorPauseAndWatchdogTest, APresetPausesUntilItsEndThroughARestartThenR
 {
     NotificationServer desktopService;
     ASSERT_TRUE(desktopService.isRunning());
+    LogindStandIn logind(QDBusConnection::sessionBus());
+    ASSERT_TRUE(logind.isRunning());
     logIn();
     start();
     const QString throttle = throttleFolder() + u"/Throttle.txt"_s;
@@ -38,9 +41,10 @@ TEST_P(MonitorPauseAndWatchdogTest, APresetPausesUntilItsEndThroughARestartThenR
     clock.set(clock.now().addSecs(4 * 3600 - 60));
     controller->checkForTotalQuota();
     EXPECT_EQ(fileText(throttle), "-1") << "a minute early";
-    clock.set(clock.now().addSecs(60)); // the minute refresh, or a wake-up after the end
-    controller->checkForTotalQuota();
-    EXPECT_EQ(fileText(throttle), "250") << "the throttle from before the pause, through the restart";
+    clock.set(clock.now().addSecs(3600)); // asleep through the end: the wake-up ends the pause
+    logind.prepareForSleep(false);
+    EXPECT_TRUE(waitUntil([&] { return fileText(throttle) == "250"; }, 3000))
+        << "the throttle from before the pause, through the restart";
     EXPECT_EQ(fileText(throttleFolder() + u"/pause.txt"_s), "0");
     EXPECT_FALSE(controller->itemWithTag(C::PausedUntilTag)->isVisible());
     EXPECT_EQ(controller->itemWithTag(C::PauseResumeTag)->text(), MonitorFiles::kPauseTitle);

@@ -67,6 +67,8 @@ public:
     // name they give for this brand.
     static QVariantMap loginDetails();
     static QString accountNameFromLogin(const QVariantMap &login);
+    // The server, user and password of the login details, as every new record takes them.
+    static void applyLoginDetails(CorvaneScheduleItem &record, const QVariantMap &login);
     // The account's entry of the several-computers state file.
     static QVariantMap multipleMacState(const QString &account);
     // The destination a queued or saved record takes from that file ("1" its own folder when

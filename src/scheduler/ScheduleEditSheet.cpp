@@ -182,10 +182,7 @@ void ScheduleEditor::updateSchedulerEditWindow()
         return;
     }
     const QVariantMap login = CorvaneSchedulerController::loginDetails();
-    record.setUserAtServer(login.value(u"UserAtServer"_s).toString());
-    record.setUsername(login.value(u"Username"_s).toString());
-    record.setServerName(login.value(u"serverName"_s).toString());
-    record.setPassword(login.value(u"Password"_s).toString());
+    CorvaneSchedulerController::applyLoginDetails(record, login);
     record.setSSL(login.value(u"SSL"_s).toString());
     record.setCorvaneUserName(CorvaneSchedulerController::accountNameFromLogin(login));
     m_store.applyMultipleMacDestination(record);

@@ -269,6 +269,19 @@ int ScheduleEditor::frequencyFromControls(int current) const
     return current;
 }
 
+// What the summary's controls say of a schedule: its start, e-mail and missed-backup settings,
+// days and frequency.
+void ScheduleEditor::applySummaryControls(CorvaneScheduleItem &record) const
+{
+    record.setScheduleTime(m_summary.time);
+    record.setSendEmailNotification(m_summary.emailOn);
+    record.setEmailids(m_summary.emails);
+    record.setNotifyOnFailure(m_summary.notifyOnFailure);
+    record.setShouldStartMissedScheduleBackup(m_summary.missedSchedule);
+    record.setSelectedDaysForSchedule(getDaysFromUI());
+    record.setFrequency(frequencyFromControls(record.frequency()));
+}
+
 void ScheduleEditor::updateSchedulerDetails()
 {
     const std::optional<CorvaneScheduleItem> selected = selectedRecord();
@@ -292,13 +305,7 @@ void ScheduleEditor::updateSchedulerDetails()
         if (record.status() == CorvaneScheduleItem::InProgress
             && record.frequency() == CorvaneScheduleItem::Immediate)
             continue; // the engine is running it
-        record.setScheduleTime(m_summary.time);
-        record.setSendEmailNotification(m_summary.emailOn);
-        record.setEmailids(m_summary.emails);
-        record.setNotifyOnFailure(m_summary.notifyOnFailure);
-        record.setShouldStartMissedScheduleBackup(m_summary.missedSchedule);
-        record.setSelectedDaysForSchedule(getDaysFromUI());
-        record.setFrequency(frequencyFromControls(record.frequency()));
+        applySummaryControls(record);
     }
     if (selectedInMine >= 0) // the row follows its record to the end
         m_store.setSelectedRow(int(others.size()) + selectedInMine);
@@ -321,23 +328,14 @@ void ScheduleEditor::createNewScheduleFromUI()
         return;
     }
     CorvaneScheduleItem record(m_clock);
+    CorvaneSchedulerController::applyLoginDetails(record, login);
     record.setCorvaneUserName(login.value(u"CorvaneUsername"_s).toString());
-    record.setUsername(login.value(u"Username"_s).toString());
-    record.setPassword(login.value(u"Password"_s).toString());
-    record.setUserAtServer(login.value(u"UserAtServer"_s).toString());
-    record.setServerName(login.value(u"serverName"_s).toString());
     record.setDisplayDesktopNotification(true);
     record.setSSL(u"YES"_s);
     record.setProcessReferenceFile(
         stringWithFormat(CorvaneSchedulerController::pathForApplicationFile(kBackupSetKind),
                          {record.username()}));
-    record.setScheduleTime(m_summary.time);
-    record.setSendEmailNotification(m_summary.emailOn);
-    record.setEmailids(m_summary.emails);
-    record.setNotifyOnFailure(m_summary.notifyOnFailure);
-    record.setShouldStartMissedScheduleBackup(m_summary.missedSchedule);
-    record.setSelectedDaysForSchedule(getDaysFromUI());
-    record.setFrequency(frequencyFromControls(record.frequency()));
+    applySummaryControls(record);
     m_store.corvaneaddSchedulerDetails(record);
 }
 
@@ -423,17 +421,23 @@ void ScheduleEditor::missedScheduleToggled(bool on)
 
 // ---- toolbar and menu ------------------------------------------------------------------------
 
-void ScheduleEditor::editSchedule()
+std::optional<CorvaneScheduleItem> ScheduleEditor::selectedIdleRecord(const QString &noneSelected,
+                                                                      const QString &running) const
 {
     const std::optional<CorvaneScheduleItem> record = selectedRecord();
-    if (!record) {
-        alert(u"Select the scheduled job that you wish to edit."_s);
-        return;
+    if (!record || isInProgress(*record)) {
+        alert(record ? running : noneSelected);
+        return std::nullopt;
     }
-    if (isInProgress(*record)) {
-        alert(kInProgressEdit);
+    return record;
+}
+
+void ScheduleEditor::editSchedule()
+{
+    const std::optional<CorvaneScheduleItem> record
+        = selectedIdleRecord(u"Select the scheduled job that you wish to edit."_s, kInProgressEdit);
+    if (!record)
         return;
-    }
     m_scheduleItemOfSelectedIndex = *record;
     m_store.setScheduleItemOfSelectedIndex(*record);
     setScheduledJobFields(*record);
@@ -555,15 +559,9 @@ void ScheduleEditor::stopScheduleFromMenu()
 
 void ScheduleEditor::deleteSchedule()
 {
-    const std::optional<CorvaneScheduleItem> record = selectedRecord();
-    if (!record) {
-        alert(u"Select a scheduled job that you wish to delete."_s);
+    if (!selectedIdleRecord(u"Select a scheduled job that you wish to delete."_s,
+                            u"You cannot delete a scheduled job which is in progress."_s))
         return;
-    }
-    if (isInProgress(*record)) {
-        alert(u"You cannot delete a scheduled job which is in progress."_s);
-        return;
-    }
     if (m_alerts
         && m_alerts->displayMessage(u"Are you sure you wish to delete the Scheduled job?"_s,
                                     SLLocalizedString(u"ApplicationName"_s),

@@ -160,6 +160,10 @@ Q_SIGNALS:
 private:
     std::optional<CorvaneScheduleItem> selectedRecord() const;
     int frequencyFromControls(int current) const;
+    void applySummaryControls(CorvaneScheduleItem &record) const;
+    // The selected record when it may be changed; otherwise the alert that says why, and nothing.
+    std::optional<CorvaneScheduleItem> selectedIdleRecord(const QString &noneSelected,
+                                                          const QString &running) const;
     bool isInProgress(const CorvaneScheduleItem &record) const;
     // True when the engine has marked `record` running in the archive since it was read.
     static bool startedMeanwhile(const CorvaneScheduleItem &record);

@@ -38,10 +38,7 @@ CorvaneScheduleItem CorvaneSchedulerController::immediateRecord(const QVariantMa
     record.setScheduleType(CorvaneScheduleItem::Backup);
     record.setStatus(CorvaneScheduleItem::NotStarted);
     record.setDisplayDesktopNotification(true);
-    record.setUserAtServer(login.value(u"UserAtServer"_s).toString());
-    record.setUsername(login.value(u"Username"_s).toString());
-    record.setServerName(login.value(u"serverName"_s).toString());
-    record.setPassword(login.value(u"Password"_s).toString());
+    applyLoginDetails(record, login);
     record.setSSL(login.value(u"SSL"_s).toString());
     record.setCorvaneUserName(account);
     return record;
@@ -56,6 +53,15 @@ void CorvaneSchedulerController::showQueuedJobPanel()
         u"The immediate backup has been scheduled, it will commence in a few seconds"_s,
         corvane ? u"Corvane"_s : u"Stelloa"_s, {SLLocalizedString(u"OK"_s), QString(), QString()},
         false, corvane ? u"corvane"_s : u"stelloa"_s);
+}
+
+void CorvaneSchedulerController::applyLoginDetails(CorvaneScheduleItem &record,
+                                                   const QVariantMap &login)
+{
+    record.setUserAtServer(login.value(u"UserAtServer"_s).toString());
+    record.setUsername(login.value(u"Username"_s).toString());
+    record.setServerName(login.value(u"serverName"_s).toString());
+    record.setPassword(login.value(u"Password"_s).toString());
 }
 
 QVariantMap CorvaneSchedulerController::loginDetails()

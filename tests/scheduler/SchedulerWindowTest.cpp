@@ -228,6 +228,21 @@ TEST_F(SchedulerWindowTest, TheDayMatrixEditsInPlaceAndTheLastDayOffRemovesTheUs
     EXPECT_TRUE(usersOnDisk().isEmpty());
 }
 
+TEST_F(SchedulerWindowTest, TickingEveryDayMakesTheScheduleDaily)
+{
+    CorvaneScheduleItem weekdays = record(u"ann"_s, 5, at(2026, 11, 17, 9, 0));
+    weekdays.setSelectedDaysForSchedule(QVariantList {1, 3});
+    open({weekdays});
+    selectRows({0});
+    for (const int day : {0, 2, 4, 5})
+        clickBox(control<QCheckBox>(u"mDayMatrix_%1"_s.arg(day)));
+    EXPECT_EQ(ScheduleArchive::load().records.first().frequency(), CorvaneScheduleItem::SelectedDays);
+    EXPECT_FALSE(control<QCheckBox>(u"dailyCheckBox"_s)->isChecked());
+    clickBox(control<QCheckBox>(u"mDayMatrix_6"_s));
+    EXPECT_TRUE(control<QCheckBox>(u"dailyCheckBox"_s)->isChecked());
+    EXPECT_EQ(ScheduleArchive::load().records.first().frequency(), CorvaneScheduleItem::Daily);
+}
+
 TEST_F(SchedulerWindowTest, StartImmediatelyMakesTheUsersRecordsRunNow)
 {
     open({record(u"ann"_s, 2, at(2026, 11, 17, 9, 0)), record(u"bob"_s, 2, at(2026, 11, 17, 8, 0))});

@@ -36,6 +36,7 @@ class PreferencesPanes;
 class QNetworkAccessManager;
 class QTimer;
 class ScheduleEditor;
+class NetworkWatcher;
 class SleepWatcher;
 class WebManagement;
 
@@ -54,6 +55,7 @@ struct MonitorServices
     SessionLogWindowPresenter *sessionLogWindow = nullptr;     // none: no session-log list window
     TrayHelpPresenter *trayHelp = nullptr;                     // none: no first-run help
     ErrorReportPresenter *errorReportWindow = nullptr;         // none: no error-report window
+    NetworkWatcher *networkWatcher = nullptr;                  // none: the network counts as up
 };
 
 // The status item's behaviour: its menu (actions identified by tag), tool tip and icon, job

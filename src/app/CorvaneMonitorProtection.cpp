@@ -8,6 +8,7 @@
 #include "MonitorFiles.h"
 #include "WebManagement.h"
 #include "logging/SLLogger.h"
+#include "net/NetworkWatcher.h"
 #include "notify/AlertPresenter.h"
 #include "platform/DistributedNotificationCenter.h"
 #include "platform/Paths.h"
@@ -25,6 +26,8 @@ namespace {
 
 const QString kCdpTitle = u"Continuous Data Protection"_s;
 constexpr int kCdpPosition = 5;
+// The helper's start, while it waits for the network.
+const QString kWebManagementStart = u"web management helper"_s;
 
 } // namespace
 
@@ -129,14 +132,23 @@ void CorvaneMonitorController::runWebManagementCommands()
 {
     const QString stop = m_webManagement->takeStopCommand();
     if (!stop.isEmpty()) {
+        if (m_services.networkWatcher)
+            m_services.networkWatcher->cancel(kWebManagementStart);
         // The line leaves its ".error" in the folder it runs in: never the user's own. It runs
         // whole in a subshell there, since "&>" is a background job and a redirection to sh.
         m_services.desktop->runCommandLine(stringWithFormat(u"cd \"%@\" && ( %@ )"_s, {QDir::tempPath(), stop}));
     }
-    if (m_webManagement->takeStartRequest()) {
-        // The line formed for the platform that opens bundles; here the helper program itself starts.
+    if (!m_webManagement->takeStartRequest())
+        return;
+    // The line formed for the platform that opens bundles; here the helper program itself starts.
+    // It works over the network, which after a wake-up comes back seconds after the monitor does.
+    const auto startHelper = [this] {
         const QString helper = SLLocalizedString(u"WebManagementExecPath"_s);
         if (!m_services.desktop->launchApplication(helper))
             SLLogger::logMonitorTrace(u"Could not start the web management helper "_s + helper);
-    }
+    };
+    if (m_services.networkWatcher)
+        m_services.networkWatcher->whenOnline(kWebManagementStart, startHelper);
+    else
+        startHelper();
 }

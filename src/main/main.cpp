@@ -2,8 +2,6 @@
 
 #include "app/CorvaneMonitorController.h"
 #include "app/DesktopServices.h"
-#include "product/FilePathAPIs.h"
-#include "product/LaunchOptions.h"
 #include "app/MonitorScripting.h"
 #include "app/views/SessionLogWindow.h"
 #include "app/views/StatusItemView.h"
@@ -11,14 +9,17 @@
 #include "ipc/MessageSendingModule.h"
 #include "logging/SLBackupProgressLogger.h"
 #include "logging/SLLogger.h"
+#include "logview/views/LogWindow.h"
+#include "net/NetworkWatcher.h"
 #include "notify/views/AlertPaneWindowController.h"
 #include "notify/views/DesktopNotificationWindow.h"
-#include "logview/views/LogWindow.h"
-#include "scheduler/views/SchedulerWindow.h"
-#include "prefs/views/PreferencesWindow.h"
-#include "scheduler/views/ErrorReportWindow.h"
 #include "platform/Clock.h"
 #include "platform/SystemInfo.h"
+#include "prefs/views/PreferencesWindow.h"
+#include "product/FilePathAPIs.h"
+#include "product/LaunchOptions.h"
+#include "scheduler/views/ErrorReportWindow.h"
+#include "scheduler/views/SchedulerWindow.h"
 
 #include <QApplication>
 #include <QCommandLineParser>
@@ -98,11 +99,13 @@ int main(int argc, char *argv[])
     MessageSendingModule::installSignalCaughtHandler({SIGHUP, SIGQUIT});
 
     QNetworkAccessManager network;
+    NetworkWatcher networkWatcher;
     SystemDesktopServices desktop;
     AlertPanePresenter alerts(FilePathAPIs::isCorvaneApplication());
     DesktopNotificationWindow notificationWindow; // its rows are built when first shown
     MonitorServices services{&Clock::system(), &alerts, &desktop, &network, !parser.isSet(u"no-channel"_s)};
     services.notificationWindow = &notificationWindow;
+    services.networkWatcher = &networkWatcher;
     CorvaneMonitorController controller(services);
     SessionLogWindow sessionLogs([&controller](const QList<int> &rows) { controller.openSelectedSessionLogs(rows); },
                                  [&controller](const QList<int> &rows) { controller.deleteSelectedSessionLogs(rows); });

@@ -76,6 +76,7 @@ protected:
         services.trayHelp = trayHelp;
         services.errorReportWindow = errorReportWindow;
         services.networkTimeoutMs = networkTimeoutMs;
+        services.networkWatcher = networkWatcher;
         controller = std::make_unique<CorvaneMonitorController>(services);
         controller->awakeFromNib();
     }
@@ -117,6 +118,7 @@ protected:
     PreferencesWindowPresenter *preferencesWindow = nullptr; // set before start()
     TrayHelpPresenter *trayHelp = nullptr;                   // set before start()
     ErrorReportPresenter *errorReportWindow = nullptr;       // set before start()
+    NetworkWatcher *networkWatcher = nullptr;                // set before start()
     QNetworkAccessManager network;
     std::unique_ptr<CorvaneMonitorController> controller;
 };

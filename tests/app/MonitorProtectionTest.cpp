@@ -4,6 +4,7 @@
 
 #include "app/DesktopServices.h"
 #include "app/WebManagement.h"
+#include "net/NetworkWatcher.h"
 #include "platform/DistributedNotificationCenter.h"
 #include "platform/PropertyList.h"
 #include "platform/SystemInfo.h"
@@ -11,6 +12,8 @@
 #include "prefs/PreferencesPanes.h"
 #include "prefs/UserPreferences.h"
 #include "product/StringTable.h"
+#include "support/LogindStandIn.h"
+#include "support/NetworkManagerStandIn.h"
 
 #include <QDir>
 #include <QFile>
@@ -201,6 +204,38 @@ TEST_P(WebManagementHelperTest, TheHelperReallyStartsOnceAndStopsWhenTurnedOff)
     EXPECT_TRUE(PropertyList::readDictionary(SLLocalizedString(u"WebmanagementFilePath"_s)).isEmpty());
     waitUntil([] { return false; }, 300); // the stop line has ended
     EXPECT_EQ(QDir(monitorsFolder.path()).entryList(QDir::AllEntries | QDir::Hidden | QDir::NoDotAndDotDot), QStringList());
+}
+
+TEST_P(WebManagementHelperTest, AfterAWakeUpTheHelperWaitsForTheNetwork)
+{
+    LogindStandIn logind(QDBusConnection::sessionBus());
+    ASSERT_TRUE(logind.isRunning());
+    NetworkManagerStandIn networkManager(NetworkManagerStandIn::ConnectedGlobal);
+    ASSERT_TRUE(networkManager.isRunning());
+    NetworkWatcher watcher(u"networkmanager"_s);
+    networkWatcher = &watcher;
+    const auto monitorGoesFirst = qScopeGuard([&] { controller.reset(); });
+    ASSERT_TRUE(PropertyList::writeDictionary(SLLocalizedString(u"WebmanagementFilePath"_s),
+                                              {{u"ann@example.com"_s, u"1"_s}}));
+    start(&system);
+    ASSERT_TRUE(waitUntil([&] { return running() == 1; }, 5000)) << "the helper did not start";
+
+    // Asleep: the network goes, and the helper with it.
+    logind.prepareForSleep(true);
+    networkManager.setState(NetworkManagerStandIn::Asleep);
+    runProgram(u"pkill"_s, {u"-9"_s, u"-f"_s, helper});
+    ASSERT_TRUE(waitUntil([&] { return running() == 0 && !watcher.isOnline(); }, 5000));
+
+    // Awake: the refresh runs at once and finds the helper gone, but the network is not back.
+    logind.prepareForSleep(false);
+    networkManager.setState(NetworkManagerStandIn::Connecting);
+    waitUntil([] { return false; }, 500);
+    EXPECT_EQ(running(), 0) << "started before the network was up";
+
+    networkManager.setState(NetworkManagerStandIn::ConnectedGlobal);
+    EXPECT_TRUE(waitUntil([&] { return running() == 1; }, 5000)) << "not started once the network was up";
+    waitUntil([] { return false; }, 300);
+    EXPECT_EQ(running(), 1) << "started once";
 }
 
 INSTANTIATE_TEST_SUITE_P(Brands, MonitorProtectionTest, ::testing::ValuesIn(kBrands), brandName);

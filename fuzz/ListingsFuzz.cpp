@@ -1,4 +1,5 @@
-// The server's listing and search output, as the engine's helper programs print it.
+// The server's listings, as the engine's helper programs print them (the search output has its
+// own target).
 #include "FuzzSupport.h"
 
 #include "util/SLUtility.h"
@@ -16,9 +17,6 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size)
     SLUtility::collectNexaServerFiles(QStringLiteral("/folder"), text);
     for (const QString &line : text.split(u'\n')) {
         SLUtility::parsedEntriesForInfo(line);
-        SLUtility::parsedEntriesForOutputInfoSearch(line, false);
-        SLUtility::parsedEntriesForOutputInfoSearch(line, true);
-        SLUtility::parsedEntriesForOutputInfoSearch1(line);
     }
     return 0;
 }

@@ -50,6 +50,8 @@ const QString kBlinkIcon = u"Portable_tray1"_s;
 CorvaneMonitorController::CorvaneMonitorController(const MonitorServices &services, QObject *parent)
     : QObject(parent)
     , m_services(services)
+    , m_preferencesNotice(services.alerts)
+    , m_resumeNotice(services.alerts)
     , m_sessionLogs(new SessionLogList(this))
 {
     MonitorAccount::Services account{services.clock, services.desktop, services.network,

@@ -2,6 +2,7 @@
 
 #include "ipc/MessageSendingModule.h"
 #include "notify/DisplayController.h"
+#include "notify/SaveFailureNotice.h"
 #include "prefs/CVTabViewController.h"
 #include "prefs/GeneralViewController.h"
 #include "prefs/User.h"
@@ -202,7 +203,8 @@ public:
     void setPauseState(bool paused);
     void updatePauseStatus();
     void pauseBackups();
-    void resumeBackups();
+    // Whether the throttle files were rewritten (the user is told, once, when not).
+    bool resumeBackups();
     void pauseEnded();
     void updatePauseItems();
     // The warning icon and a notification offering "Back up now" once the user's backups fall
@@ -287,6 +289,9 @@ private:
     MinuteTimer *m_refreshTimer = nullptr;
     SleepWatcher *m_sleepWatcher = nullptr;
     std::unique_ptr<Snooze> m_snooze;
+    // Saves nobody waits on, retried by the refresh or on the next close: told once a spell.
+    SaveFailureNotice m_preferencesNotice;
+    SaveFailureNotice m_resumeNotice;
     BackupWatchdog::Verdict m_watchdogVerdict = BackupWatchdog::Verdict::Fine;
     QList<QAction *> m_dashboardItems;
     QTimer *m_blinkingTimer = nullptr;

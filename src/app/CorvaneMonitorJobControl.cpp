@@ -171,15 +171,19 @@ void CorvaneMonitorController::pauseBackups()
     writeText(saved, u"-1"_s);
 }
 
-void CorvaneMonitorController::resumeBackups()
+bool CorvaneMonitorController::resumeBackups()
 {
     const QString throttle = throttleFile();
     const QString saved = stringByAppendingPathComponent(stringByDeletingLastPathComponent(throttle), u"CVThrottleB.txt"_s);
     itemWithTag(PauseResumeTag)->setText(kPauseTitle);
     setPauseState(false);
     setStatusImage(SLLocalizedString(u"ApplicationIcon"_s));
-    writeText(throttle, m_mCurrentThrottleValue);
-    writeText(saved, m_mCurrentThrottleValue);
+    const bool resumed = writeText(throttle, m_mCurrentThrottleValue);
+    const bool kept = writeText(saved, m_mCurrentThrottleValue);
+    m_resumeNotice.report(resumed && kept,
+                          SLLocalizedString(u"Backups could not be resumed: %1 could not be saved."_s)
+                              .arg(Paths::current().resolve(resumed ? saved : throttle)));
+    return resumed && kept;
 }
 
 void CorvaneMonitorController::pauseFor(Snooze::Preset preset)
@@ -208,10 +212,10 @@ void CorvaneMonitorController::pauseEnded()
 {
     m_mCurrentThrottleValue = m_snooze->throttleBefore();
     m_snooze->clear();
-    resumeBackups();
+    const bool resumed = resumeBackups();
     updatePauseItems();
     updateQuotaState();
-    if (m_desktopNotifications)
+    if (resumed && m_desktopNotifications)
         m_desktopNotifications->notify(SLLocalizedString(u"Backups resumed"_s),
                                        SLLocalizedString(u"The pause you chose has ended; backups run as scheduled again."_s));
 }
@@ -373,9 +377,10 @@ int CorvaneMonitorController::isApplicationRunning(const QString &name) const
             return std::nullopt;
         return QString::fromUtf8(file.readAll());
     };
-    ShellCommand::run(stringWithFormat(u"id -u \"%@\" > %@"_s, {SystemInfo::loginName(), idFile}));
+    const auto q = &ShellCommand::quoted; // the folder comes from TMPDIR, the name from the caller
+    ShellCommand::run(stringWithFormat(u"id -u %@ > %@"_s, {q(SystemInfo::loginName()), q(idFile)}));
     const QString uid = readScratch(idFile).value_or(QString()).trimmed();
-    ShellCommand::run(stringWithFormat(u"ps -U %d | grep %@ > %@"_s, {uid.toInt(), name, psFile}));
+    ShellCommand::run(stringWithFormat(u"ps -U %d | grep %@ > %@"_s, {uid.toInt(), q(name), q(psFile)}));
     const std::optional<QString> output = readScratch(psFile);
     QFile::remove(idFile);
     QFile::remove(psFile);

@@ -8,8 +8,10 @@
 #include "MonitorAccount.h"
 #include "MonitorFiles.h"
 #include "platform/Paths.h"
+#include "platform/UserDefaults.h"
 #include "prefs/PreferencesPanes.h"
 #include "prefs/UserPreferences.h"
+#include "product/MonitorSettings.h"
 #include "product/StringTable.h"
 
 #include <QUrl>
@@ -109,9 +111,13 @@ void CorvaneMonitorController::windowWillClose()
 {
     if (!m_panes)
         return;
-    m_panes->general.savePreferences();
-    m_panes->exclude.saveExcludePreference();
+    const bool general = m_panes->general.savePreferences();
+    const bool exclusions = m_panes->exclude.saveExcludePreference();
     SaveSetting();
+    const QString defaults = UserDefaults(MonitorSettings::defaultsDomain()).path();
+    m_preferencesNotice.report(general && exclusions,
+                               SLLocalizedString(u"The preferences could not be saved to %1."_s)
+                                   .arg(Paths::current().resolve(defaults)));
 }
 
 void CorvaneMonitorController::SaveSetting()

@@ -12,6 +12,7 @@
 #include "notify/AlertPresenter.h"
 #include "platform/DistributedNotificationCenter.h"
 #include "platform/Paths.h"
+#include "platform/ShellCommand.h"
 #include "prefs/CdpState.h"
 #include "prefs/PreferencesPanes.h"
 #include "product/FilePathAPIs.h"
@@ -136,7 +137,8 @@ void CorvaneMonitorController::runWebManagementCommands()
             m_services.networkWatcher->cancel(kWebManagementStart);
         // The line leaves its ".error" in the folder it runs in: never the user's own. It runs
         // whole in a subshell there, since "&>" is a background job and a redirection to sh.
-        m_services.desktop->runCommandLine(stringWithFormat(u"cd \"%@\" && ( %@ )"_s, {QDir::tempPath(), stop}));
+        m_services.desktop->runCommandLine(u"cd "_s + ShellCommand::quoted(QDir::tempPath()) + u" && ( "_s + stop
+                                           + u" )"_s);
     }
     if (!m_webManagement->takeStartRequest())
         return;

@@ -19,6 +19,45 @@ namespace {
 
 constexpr int kPollMs = 50;
 
+// Texts kept out of the messages printed while a page opens: Qt names the whole address when no
+// browser takes it, and the account pages carry a one-time sign-in token in their query.
+QMutex g_hiddenMutex;
+QStringList g_hidden;
+QtMessageHandler g_forward = nullptr;
+
+void forwardWithoutHiddenTexts(QtMsgType type, const QMessageLogContext &context,
+                               const QString &message)
+{
+    QString text = message;
+    {
+        QMutexLocker lock(&g_hiddenMutex);
+        for (const QString &hidden : std::as_const(g_hidden))
+            text.replace(hidden, u"(hidden)"_s);
+    }
+    if (g_forward)
+        g_forward(type, context, text);
+}
+
+class HiddenInMessages {
+public:
+    explicit HiddenInMessages(const QStringList &texts)
+    {
+        {
+            QMutexLocker lock(&g_hiddenMutex);
+            g_hidden = texts;
+        }
+        g_forward = qInstallMessageHandler(forwardWithoutHiddenTexts);
+    }
+    ~HiddenInMessages()
+    {
+        qInstallMessageHandler(g_forward);
+        QMutexLocker lock(&g_hiddenMutex);
+        g_hidden.clear();
+    }
+    HiddenInMessages(const HiddenInMessages &) = delete;
+    HiddenInMessages &operator=(const HiddenInMessages &) = delete;
+};
+
 // The folders of PATH that are absolute: an empty or relative entry would name the current folder.
 QStringList programFolders()
 {
@@ -46,6 +85,12 @@ SystemDesktopServices::~SystemDesktopServices()
 
 bool SystemDesktopServices::openUrl(const QUrl &url)
 {
+    QStringList query;
+    for (const auto form : {QUrl::FullyEncoded, QUrl::PrettyDecoded, QUrl::FullyDecoded}) {
+        if (!url.query(form).isEmpty())
+            query.append(url.query(form));
+    }
+    const HiddenInMessages hidden(query);
     return QDesktopServices::openUrl(url);
 }
 

@@ -28,9 +28,9 @@ inline QString readText(const QString &path)
     return text.isNull() ? QStringLiteral("") : text;
 }
 
-inline void writeText(const QString &path, const QString &text)
+inline bool writeText(const QString &path, const QString &text)
 {
-    AtomicFile::write(path, text.toUtf8());
+    return AtomicFile::write(path, text.toUtf8());
 }
 
 } // namespace MonitorFiles

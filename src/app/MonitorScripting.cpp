@@ -5,6 +5,8 @@
 #include "CorvaneMonitorController.h"
 #include "platform/Clock.h"
 #include "platform/Paths.h"
+#include "platform/PlatformLog.h"
+#include "platform/SessionBus.h"
 #include "platform/StringFormat.h"
 #include "product/FilePathAPIs.h"
 #include "scheduler/NextRunCalculator.h"
@@ -32,9 +34,22 @@ MonitorScripting::MonitorScripting(CorvaneMonitorController *controller, QObject
 
 bool MonitorScripting::publish(const QString &brand)
 {
-    QDBusConnection bus = QDBusConnection::sessionBus();
+    m_brand = brand;
+    if (!registerOnBus())
+        return false;
+    // A restarted bus daemon knows nothing of the old connection's objects and names.
+    connect(&SessionBus::shared(), &SessionBus::reconnected, this, [this] {
+        if (!registerOnBus())
+            qCWarning(lcPlatform) << "the monitor cannot be scripted on the new bus connection";
+    });
+    return true;
+}
+
+bool MonitorScripting::registerOnBus()
+{
+    QDBusConnection bus = SessionBus::shared().connection();
     return bus.registerObject(QString::fromLatin1(kPath), this, QDBusConnection::ExportScriptableSlots)
-           && bus.registerService(serviceName(brand));
+           && bus.registerService(serviceName(m_brand));
 }
 
 bool MonitorScripting::Activate(int tag)

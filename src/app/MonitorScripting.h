@@ -19,7 +19,8 @@ public:
     static QString serviceName(const QString &brand);
 
     explicit MonitorScripting(CorvaneMonitorController *controller, QObject *parent = nullptr);
-    // False when another monitor of the brand holds the name already.
+    // False when another monitor of the brand holds the name already. Published again when the
+    // bus daemon restarts.
     bool publish(const QString &brand);
 
     // What the monitor knows of the user's backups, from the shared files: the logged-in account,
@@ -38,5 +39,8 @@ public Q_SLOTS:
     Q_SCRIPTABLE QString Status() const;
 
 private:
+    bool registerOnBus();
+
     CorvaneMonitorController *m_controller;
+    QString m_brand;
 };

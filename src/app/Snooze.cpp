@@ -61,10 +61,16 @@ Snooze::Snooze(const Clock &clock, QObject *parent)
     connect(&m_timer, &QTimer::timeout, this, &Snooze::check);
 }
 
-std::optional<QDateTime> Snooze::pausedUntil() const
+std::optional<QDateTime> Snooze::storedUntil() const
 {
     const QDateTime until = QDateTime::fromString(defaults().stringForKey(kUntilKey), Qt::ISODateWithMs);
     return until.isValid() ? std::optional<QDateTime>(until) : std::nullopt;
+}
+
+std::optional<QDateTime> Snooze::pausedUntil() const
+{
+    const std::optional<QDateTime> until = storedUntil();
+    return until && *until != m_cleared ? until : std::nullopt;
 }
 
 QString Snooze::throttleBefore() const
@@ -74,6 +80,7 @@ QString Snooze::throttleBefore() const
 
 void Snooze::start(const QDateTime &until, const QString &throttleBefore)
 {
+    m_cleared = QDateTime();
     UserDefaults stored = defaults();
     stored.setObject(until.toUTC().toString(Qt::ISODateWithMs), kUntilKey);
     stored.setObject(throttleBefore, kThrottleKey);
@@ -84,6 +91,7 @@ void Snooze::start(const QDateTime &until, const QString &throttleBefore)
 void Snooze::clear()
 {
     m_timer.stop();
+    m_cleared = storedUntil().value_or(QDateTime());
     UserDefaults stored = defaults();
     stored.removeObjectForKey(kUntilKey);
     stored.removeObjectForKey(kThrottleKey);

@@ -32,6 +32,8 @@ public:
     // The throttle value the pause replaced, to be put back when it ends.
     QString throttleBefore() const;
     void start(const QDateTime &until, const QString &throttleBefore);
+    // Ends the pause; for the rest of this run even when the defaults cannot be rewritten, so
+    // that the refresh does not end it again every minute.
     void clear();
     // Ends the pause when its moment has passed (also when the machine slept through it),
     // otherwise waits for it.
@@ -41,6 +43,9 @@ Q_SIGNALS:
     void ended();
 
 private:
+    std::optional<QDateTime> storedUntil() const;
+
     const Clock &m_clock;
     QTimer m_timer;
+    QDateTime m_cleared; // the stored end of the pause last cleared
 };

@@ -3,6 +3,7 @@
 #include "MessageSendingModule.h"
 #include "platform/PlatformLog.h"
 #include "platform/PropertyList.h"
+#include "platform/SessionBus.h"
 
 #include <QDBusConnection>
 #include <QDBusMessage>
@@ -11,8 +12,8 @@
 
 using namespace Qt::StringLiterals;
 
-ChannelEndpoint::ChannelEndpoint(const QString &connectionName)
-    : m_connectionName(connectionName)
+ChannelEndpoint::ChannelEndpoint(const SessionBus &bus)
+    : m_bus(bus)
 {
 }
 
@@ -32,9 +33,18 @@ MessageSendingModuleDelegate *ChannelEndpoint::delegate() const
 
 void ChannelEndpoint::setRemoteBusName(const QString &name)
 {
-    const QDBusConnection bus(m_connectionName);
+    m_remoteBusName = name;
+    followRemoteOwner();
+}
+
+void ChannelEndpoint::followRemoteOwner()
+{
+    if (m_remoteBusName.isEmpty())
+        return; // not set up
+    const QDBusConnection bus = m_bus.connection();
+    m_ownerKnown = false; // what arrives meanwhile waits for the answer
     m_ownerWatcher = std::make_unique<QDBusServiceWatcher>(
-        name, bus, QDBusServiceWatcher::WatchForOwnerChange);
+        m_remoteBusName, bus, QDBusServiceWatcher::WatchForOwnerChange);
     m_ownerWatcher->moveToThread(thread());
     connect(m_ownerWatcher.get(), &QDBusServiceWatcher::serviceOwnerChanged, this,
             [this](const QString &, const QString &, const QString &owner) { setOwner(owner); });
@@ -43,7 +53,7 @@ void ChannelEndpoint::setRemoteBusName(const QString &name)
     QDBusMessage ask
         = QDBusMessage::createMethodCall(u"org.freedesktop.DBus"_s, u"/org/freedesktop/DBus"_s,
                                          u"org.freedesktop.DBus"_s, u"GetNameOwner"_s);
-    ask << name;
+    ask << m_remoteBusName;
     if (!bus.callWithCallback(ask, this, SLOT(ownerFound(QString)), SLOT(ownerNotFound(QDBusError)),
                               MessageSendingModule::kTimeoutMs))
         m_ownerKnown = true; // no bus: nobody owns anything
@@ -98,8 +108,8 @@ bool ChannelEndpoint::handleMessage(const QDBusMessage &message, const QDBusConn
     if (payload.size() > kMaxPayloadBytes)
         refusal = u"a payload of %1 bytes is over the bound of %2"_s.arg(payload.size())
                       .arg(kMaxPayloadBytes);
-    else if (m_backlogBytes.fetch_add(payload.size()) + payload.size() > kMaxBacklogBytes)
-        refusal = u"%1 bytes are already waiting"_s.arg(m_backlogBytes.fetch_sub(payload.size())
+    else if (m_backlogBytes->fetch_add(payload.size()) + payload.size() > kMaxBacklogBytes)
+        refusal = u"%1 bytes are already waiting"_s.arg(m_backlogBytes->fetch_sub(payload.size())
                                                         - payload.size());
     if (!refusal.isEmpty()) {
         qCWarning(lcPlatform).noquote()
@@ -125,7 +135,11 @@ void ChannelEndpoint::arrive(const Arrival &arrival)
 
 void ChannelEndpoint::deliver(const Arrival &arrival)
 {
-    m_backlogBytes -= arrival.payload.size();
+    // A delegate may queue the message for a busy thread: it leaves the backlog with its last copy.
+    const std::shared_ptr<const void> share(
+        nullptr, [backlog = m_backlogBytes, size = arrival.payload.size()](const void *) {
+            *backlog -= size;
+        });
     MessageSendingModuleDelegate *target = delegate();
     if (!target)
         return;
@@ -140,5 +154,6 @@ void ChannelEndpoint::deliver(const Arrival &arrival)
     incoming.message = {payload, arrival.type, arrival.sender, arrival.receiver};
     incoming.senderUniqueName = arrival.senderUniqueName;
     incoming.fromRemoteEnd = !m_remoteOwner.isEmpty() && m_remoteOwner == arrival.senderUniqueName;
+    incoming.backlogShare = share;
     target->didReceiveIPCMessage(incoming);
 }

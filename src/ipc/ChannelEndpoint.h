@@ -11,6 +11,7 @@
 
 class MessageSendingModuleDelegate;
 class QDBusServiceWatcher;
+class SessionBus;
 
 // The exported object of a channel end. The bus calls handleMessage on its own dispatch thread:
 // there each call is checked (shape, payload size, backlog) and answered at once, so the sender
@@ -24,10 +25,11 @@ class ChannelEndpoint : public QDBusVirtualObject {
 public:
     // Far above anything the companion sends; larger payloads are refused unread.
     static constexpr qsizetype kMaxPayloadBytes = 1024 * 1024;
-    // Payload bytes taken but not yet handed to the delegate; more are refused.
+    // Payload bytes taken but not yet handled (see IncomingMessage::backlogShare); more are
+    // refused.
     static constexpr qsizetype kMaxBacklogBytes = 16 * kMaxPayloadBytes;
 
-    explicit ChannelEndpoint(const QString &connectionName);
+    explicit ChannelEndpoint(const SessionBus &bus);
     ~ChannelEndpoint() override;
 
     void setDelegate(MessageSendingModuleDelegate *delegate);
@@ -35,6 +37,9 @@ public:
     // Starts following the owner of `name` (call once, before listening, once this object is on
     // its listening thread).
     void setRemoteBusName(const QString &name);
+    // Follows it afresh on the bus's current connection (on the listening thread, after the bus
+    // came back: the unique names of the old connection mean nothing there).
+    void followRemoteOwner();
 
     QString introspect(const QString &path) const override;
     bool handleMessage(const QDBusMessage &message, const QDBusConnection &connection) override;
@@ -53,10 +58,13 @@ private:
     void deliver(const Arrival &arrival);
     void setOwner(const QString &owner);
 
-    const QString m_connectionName;
+    const SessionBus &m_bus;
+    QString m_remoteBusName;
     mutable QMutex m_lock;
     MessageSendingModuleDelegate *m_delegate = nullptr;
-    std::atomic<qsizetype> m_backlogBytes {0};
+    // Shared with the messages handed out, which may outlive this object.
+    const std::shared_ptr<std::atomic<qsizetype>> m_backlogBytes
+        = std::make_shared<std::atomic<qsizetype>>(0);
     std::unique_ptr<QDBusServiceWatcher> m_ownerWatcher;
     // Listening thread only.
     QString m_remoteOwner;

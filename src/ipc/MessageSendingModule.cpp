@@ -95,12 +95,6 @@ namespace {
 
 constexpr int kShutdownFlushMs = 300;
 
-QString nextConnectionName()
-{
-    static std::atomic<int> counter {0};
-    return u"lumen-channel-%1"_s.arg(++counter);
-}
-
 QDBusMessage nameOwnerQuery(const QString &busName)
 {
     QDBusMessage ask
@@ -140,6 +134,9 @@ public:
         m_queue.append(message);
         pump();
     }
+
+    // The bus came back: the peer's unique name may now be somebody else's.
+    void forgetOwner() { m_owner.clear(); }
 
 private:
     static constexpr int kMaxInFlight = 8; // a burst must not flood the peer's backlog
@@ -203,10 +200,9 @@ private:
 
 MessageSendingModule::MessageSendingModule(QObject *parent)
     : QObject(parent)
-    , m_connectionName(nextConnectionName())
+    , m_bus(u"lumen-channel"_s)
 {
-    QDBusConnection::connectToBus(QDBusConnection::SessionBus, m_connectionName);
-    m_endpoint = std::make_unique<ChannelEndpoint>(m_connectionName);
+    m_endpoint = std::make_unique<ChannelEndpoint>(m_bus);
     m_listenerThread.setObjectName(u"channel-listener"_s);
     m_senderThread.setObjectName(u"channel-sender"_s);
     // Messages are delivered off the main thread, which may itself be waiting in a send to
@@ -215,6 +211,7 @@ MessageSendingModule::MessageSendingModule(QObject *parent)
     m_listenerThread.start();
     m_sender = std::make_unique<Sender>(this);
     m_sender->moveToThread(&m_senderThread);
+    connect(&m_bus, &SessionBus::reconnected, this, &MessageSendingModule::rejoinBus);
 }
 
 MessageSendingModule::~MessageSendingModule()
@@ -228,12 +225,23 @@ MessageSendingModule::~MessageSendingModule()
     m_listenerThread.quit();
     m_listenerThread.wait();
     m_endpoint.reset();
-    QDBusConnection::disconnectFromBus(m_connectionName);
 }
 
 QDBusConnection MessageSendingModule::bus() const
 {
-    return QDBusConnection(m_connectionName);
+    return m_bus.connection();
+}
+
+void MessageSendingModule::rejoinBus()
+{
+    QMetaObject::invokeMethod(m_endpoint.get(), &ChannelEndpoint::followRemoteOwner);
+    QMetaObject::invokeMethod(m_sender.get(), [this] { m_sender->forgetOwner(); });
+    {
+        QMutexLocker lock(&m_sendLock);
+        m_cachedRemoteOwner.clear();
+    }
+    if (m_currentlyReceivingData && !listenForRequests())
+        qCWarning(lcPlatform) << "the channel does not listen on the new bus connection";
 }
 
 void MessageSendingModule::setDelegate(MessageSendingModuleDelegate *delegate)

@@ -1,5 +1,7 @@
 #pragma once
 
+#include "platform/SessionBus.h"
+
 #include <QDBusConnection>
 #include <QMutex>
 #include <QObject>
@@ -20,12 +22,16 @@ struct IncomingMessage {
     QVariantList message;
     QString senderUniqueName; // the bus connection that sent it, e.g. ":1.42"
     bool fromRemoteEnd = false; // sent by the current owner of this channel's remote name
+    // Keeps the payload counted in the channel's backlog while any copy of the message lives.
+    std::shared_ptr<const void> backlogShare {};
 };
 
 class MessageSendingModuleDelegate {
 public:
     virtual ~MessageSendingModuleDelegate() = default;
-    // Called on the channel's listening thread, never on the main thread.
+    // Called on the channel's listening thread, never on the main thread. A copy of `message`
+    // queued for another thread keeps its payload in the channel's backlog until it is handled,
+    // so that a busy thread makes the channel refuse more rather than pile them up.
     virtual void didReceiveIPCMessage(const IncomingMessage &message) = 0;
 };
 
@@ -37,7 +43,8 @@ public:
 // dictionary). Sending is fire-and-forget for the caller: a missing peer drops the message, and
 // a failed send forgets the peer so that the next message looks it up afresh. Queued messages
 // are sent from the sending thread without waiting for their answers, so that a peer that hangs
-// holds up nobody; closing the end takes well under a second whatever the peer does.
+// holds up nobody; closing the end takes well under a second whatever the peer does. When the bus
+// daemon restarts, the end connects again, takes its name back and looks its peer up afresh.
 class MessageSendingModule : public QObject {
     Q_OBJECT
 public:
@@ -91,10 +98,11 @@ private:
     bool listenForRequests();
     QString remoteOwner(); // the unique name now owning the remote name, cached
     void finishedSend();
+    void rejoinBus();
 
     QDBusConnection bus() const;
 
-    QString m_connectionName; // each end is a bus peer of its own
+    SessionBus m_bus; // each end is a bus peer of its own
     QString m_localName;
     QString m_remoteName;
     bool m_currentlyReceivingData = false;

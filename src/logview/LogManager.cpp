@@ -6,6 +6,7 @@
 #include "platform/Clock.h"
 #include "platform/FileContents.h"
 #include "platform/Paths.h"
+#include "platform/ShellCommand.h"
 #include "platform/StringFormat.h"
 #include "platform/UserDefaults.h"
 #include "product/MonitorSettings.h"
@@ -30,11 +31,8 @@ QString real(const QString &productPath)
     return Paths::current().resolve(productPath);
 }
 
-// A path for the shell, in single quotes whatever it holds.
-QString quoted(const QString &path)
-{
-    return u'\'' + QString(path).replace(u"'"_s, u"'\\''"_s) + u'\'';
-}
+// Every path and pattern of a command line is quoted: the file names come from the engine's folder.
+constexpr auto quoted = &ShellCommand::quoted;
 
 } // namespace
 
@@ -241,7 +239,8 @@ QList<LogNode> LogManager::createNodesForDate(const QString &day)
 QList<LogNode> LogManager::getNodesForOperation(const QString &operation, const QString &day)
 {
     const QString folder = stringWithFormat(u"%@/%@"_s, {kSessionLogFolder, operation});
-    QStringList names = runCommand(u"ls "_s + quoted(real(folder)) + u" | grep "_s + day + u'*').split(u'\n');
+    QStringList names
+        = runCommand(u"ls "_s + quoted(real(folder)) + u" | grep "_s + quoted(day + u'*')).split(u'\n');
     names.removeLast(); // after the last line end
     if (names.isEmpty())
         return {};

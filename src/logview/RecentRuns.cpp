@@ -26,14 +26,20 @@ std::optional<LogNode> newest(const QString &account, const QDate &today, int da
     for (int back = 0; back < days; ++back) {
         const QString day = today.addDays(-back).toString(LogManager::kDayFormat);
         std::optional<LogNode> found;
+        QDateTime foundStart;
         for (const QString &suffix : {u""_s, u"_cdp"_s}) {
             const FileContents file = FileContents::read(LogManager::kIndexFolder + u'/' + day + suffix + u".xml"_s);
             const LogParseOperation::Result parsed = file.ok() ? LogParseOperation::parse(file.data())
                                                                : LogParseOperation::Result {};
             for (const LogNode &run : parsed.records.value_or(QList<LogNode>())) {
-                if (run.uname() == account && accept(run) && startOf(run).isValid()
-                    && (!found || startOf(run) > startOf(*found)))
+                if (run.uname() != account || !accept(run))
+                    continue;
+                // Read once per run: the text-to-date reading is what a refresh spends most on here.
+                const QDateTime start = startOf(run);
+                if (start.isValid() && (!found || start > foundStart)) {
                     found = run;
+                    foundStart = start;
+                }
             }
         }
         if (found)

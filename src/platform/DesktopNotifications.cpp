@@ -1,6 +1,7 @@
 #include "DesktopNotifications.h"
 
 #include "PlatformLog.h"
+#include "SessionBus.h"
 
 #include <QDBusError>
 #include <QDBusMessage>
@@ -27,23 +28,32 @@ QDBusMessage serviceCall(const QString &method)
 } // namespace
 
 DesktopNotifications::DesktopNotifications(const QString &applicationName,
-                                           const QString &desktopEntry, const QDBusConnection &bus,
-                                           QObject *parent)
+                                           const QString &desktopEntry, QObject *parent)
     : QObject(parent)
-    , m_bus(bus)
     , m_applicationName(applicationName)
     , m_desktopEntry(desktopEntry)
 {
+    listen();
+    // A restarted bus: the service's ids of the old connection mean nothing any more.
+    connect(&SessionBus::shared(), &SessionBus::reconnected, this, [this] {
+        m_id = 0;
+        listen();
+    });
+}
+
+void DesktopNotifications::listen()
+{
+    QDBusConnection bus = SessionBus::shared().connection();
     const QString service = QString::fromLatin1(kService);
     const QString path = QString::fromLatin1(kPath);
     const QString interface = QString::fromLatin1(kInterface);
-    const bool listening = m_bus.connect(service, path, interface, u"ActionInvoked"_s, this,
-                                         SLOT(onActionInvoked(uint, QString)))
-        && m_bus.connect(service, path, interface, u"NotificationClosed"_s, this,
-                         SLOT(onNotificationClosed(uint, uint)));
+    const bool listening = bus.connect(service, path, interface, u"ActionInvoked"_s, this,
+                                       SLOT(onActionInvoked(uint, QString)))
+        && bus.connect(service, path, interface, u"NotificationClosed"_s, this,
+                       SLOT(onNotificationClosed(uint, uint)));
     if (!listening)
         qCWarning(lcPlatform) << "desktop notifications: cannot listen for actions:"
-                              << m_bus.lastError().message();
+                              << bus.lastError().message();
 }
 
 void DesktopNotifications::notify(const QString &summary, const QString &body,
@@ -82,7 +92,9 @@ void DesktopNotifications::send(const Request &request)
     call << m_applicationName << m_id << request.iconName << request.summary << request.body
          << actions << hints << request.expireTimeout;
     m_pending = true;
-    auto *watcher = new QDBusPendingCallWatcher(m_bus.asyncCall(call, kCallTimeoutMs), this);
+    const QDBusPendingCall pending
+        = SessionBus::shared().connection().asyncCall(call, kCallTimeoutMs);
+    auto *watcher = new QDBusPendingCallWatcher(pending, this);
     connect(watcher, &QDBusPendingCallWatcher::finished, this,
             &DesktopNotifications::onNotifyFinished);
 }
@@ -109,7 +121,9 @@ void DesktopNotifications::sendClose(uint id)
 {
     QDBusMessage call = serviceCall(u"CloseNotification"_s);
     call << id;
-    auto *watcher = new QDBusPendingCallWatcher(m_bus.asyncCall(call, kCallTimeoutMs), this);
+    const QDBusPendingCall pending
+        = SessionBus::shared().connection().asyncCall(call, kCallTimeoutMs);
+    auto *watcher = new QDBusPendingCallWatcher(pending, this);
     connect(watcher, &QDBusPendingCallWatcher::finished, this,
             [this](QDBusPendingCallWatcher *finished) {
                 finished->deleteLater();

@@ -1,6 +1,5 @@
 #pragma once
 
-#include <QDBusConnection>
 #include <QList>
 #include <QObject>
 #include <QString>
@@ -25,10 +24,10 @@ public:
     static constexpr const char *kInterface = "org.freedesktop.Notifications";
 
     // `applicationName` names the sender to the service; `desktopEntry`, when given, is sent as
-    // the "desktop-entry" hint (the .desktop file name without its suffix).
+    // the "desktop-entry" hint (the .desktop file name without its suffix). The calls go over
+    // the shared session bus (SessionBus).
     explicit DesktopNotifications(const QString &applicationName,
                                   const QString &desktopEntry = QString(),
-                                  const QDBusConnection &bus = QDBusConnection::sessionBus(),
                                   QObject *parent = nullptr);
 
     // `expireTimeout` in milliseconds; -1 leaves it to the service, 0 never expires.
@@ -59,12 +58,12 @@ private:
         int expireTimeout = -1;
     };
 
+    void listen();
     void send(const Request &request);
     void sendClose(uint id);
     void onNotifyFinished(QDBusPendingCallWatcher *watcher);
     void reportFailure(const QString &call, const QString &error);
 
-    QDBusConnection m_bus;
     QString m_applicationName;
     QString m_desktopEntry;
     uint m_id = 0;

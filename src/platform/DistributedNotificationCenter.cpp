@@ -2,6 +2,7 @@
 
 #include "PlatformLog.h"
 #include "PropertyList.h"
+#include "SessionBus.h"
 
 #include <QDBusConnection>
 #include <QDBusConnectionInterface>
@@ -12,6 +13,11 @@ using namespace Qt::StringLiterals;
 DistributedNotificationCenter::DistributedNotificationCenter(QObject *parent)
     : QObject(parent)
 {
+    // A restarted bus daemon forgot the subscription.
+    connect(&SessionBus::shared(), &SessionBus::reconnected, this, [this] {
+        if (m_subscribed)
+            m_subscribed = subscribe();
+    });
 }
 
 bool DistributedNotificationCenter::post(const QString &name, const QString &object,
@@ -24,7 +30,7 @@ bool DistributedNotificationCenter::post(const QString &name, const QString &obj
                                 ? QByteArray()
                                 : PropertyList::toData(userInfo, PropertyList::Format::Binary);
     signal << name << object << info;
-    QDBusConnection bus = QDBusConnection::sessionBus();
+    QDBusConnection bus = SessionBus::shared().connection();
     const bool sent = bus.send(signal);
     // Sending only queues the signal. A round trip to the bus behind it makes sure it has left,
     // even when the process ends right after posting (as lumenctl notify does).
@@ -40,12 +46,17 @@ bool DistributedNotificationCenter::addObserver(const QString &name, Callback ca
     m_observers.append({name, std::move(callback)});
     if (m_subscribed)
         return true;
-    m_subscribed = QDBusConnection::sessionBus().connect(
-        QString(), QString::fromLatin1(kPath), QString::fromLatin1(kInterface),
-        QString::fromLatin1(kSignal), this, SLOT(deliver(QString, QString, QByteArray)));
+    m_subscribed = subscribe();
     if (!m_subscribed)
         qCWarning(lcPlatform) << "cannot observe notifications: no session bus";
     return m_subscribed;
+}
+
+bool DistributedNotificationCenter::subscribe()
+{
+    return SessionBus::shared().connection().connect(
+        QString(), QString::fromLatin1(kPath), QString::fromLatin1(kInterface),
+        QString::fromLatin1(kSignal), this, SLOT(deliver(QString, QString, QByteArray)));
 }
 
 void DistributedNotificationCenter::deliver(const QString &name, const QString &object,

@@ -34,6 +34,8 @@ private Q_SLOTS:
     void deliver(const QString &name, const QString &object, const QByteArray &userInfo);
 
 private:
+    bool subscribe();
+
     QList<std::pair<QString, Callback>> m_observers;
     bool m_subscribed = false;
 };

@@ -1,6 +1,8 @@
 #include "ImageNamed.h"
 
 #include <QFileInfo>
+#include <QHash>
+#include <QMutex>
 
 using namespace Qt::StringLiterals;
 
@@ -19,8 +21,15 @@ QString resourcePath(const QString &name)
 
 QIcon icon(const QString &name)
 {
+    // One icon per name, kept: a fresh icon renders its artwork again on every paint, and a table
+    // asks for its cells' icons on every repaint. The embedded images are few.
+    static QMutex lock;
+    static auto *made = new QHash<QString, QIcon>; // never freed: icons outlive the application
+    const QMutexLocker locked(&lock);
+    if (const auto found = made->constFind(name); found != made->cend())
+        return *found;
     const QString path = resourcePath(name);
-    return path.isEmpty() ? QIcon() : QIcon(path);
+    return *made->insert(name, path.isEmpty() ? QIcon() : QIcon(path));
 }
 
 QPixmap pixmap(const QString &name, const QSize &size)

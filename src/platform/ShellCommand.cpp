@@ -21,3 +21,8 @@ ShellCommand::Result ShellCommand::run(const QString &commandLine)
     result.exitCode = process.exitStatus() == QProcess::NormalExit ? process.exitCode() : -1;
     return result;
 }
+
+QString ShellCommand::quoted(const QString &text)
+{
+    return u'\'' + QString(text).replace(u"'"_s, u"'\\''"_s) + u'\'';
+}

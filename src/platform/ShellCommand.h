@@ -14,4 +14,8 @@ public:
 
     static Result run(const QString &commandLine);
     static QString output(const QString &commandLine) { return run(commandLine).output; }
+
+    // `text` as one word of a command line, whatever it holds: in single quotes, each ' written
+    // as '\''. Every path, name or other text put into a command line goes through this.
+    static QString quoted(const QString &text);
 };

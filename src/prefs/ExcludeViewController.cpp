@@ -175,22 +175,24 @@ void ExcludeViewController::loadPartialExcludePreference()
     reload(PartialPathTable);
 }
 
-void ExcludeViewController::saveExcludePreference()
+bool ExcludeViewController::saveExcludePreference()
 {
     if (mUserObject.UserName().isEmpty())
-        return;
-    UserPreferences::setGlobal(UserPreferences::kEnableExcludeHiddenFiles, m_excludeHiddenFiles);
+        return true; // nobody's preferences to save
+    const bool hiddenSaved
+        = UserPreferences::setGlobal(UserPreferences::kEnableExcludeHiddenFiles, m_excludeHiddenFiles);
     QVariantMap defaults, userSpecified, partial;
     for (const SourceListNode &node : std::as_const(mExcludeFileDataSource))
         (mDefaultExcludeFilesArray.contains(node.name()) ? defaults : userSpecified).insert(node.name(), node.state());
     for (const SourceListNode &node : std::as_const(partialExcludeTagValueArr))
         partial.insert(node.name(), node.state());
-    UserPreferences(mUserObject.UserName())
-        .store({{UserPreferences::kDefaultExclusion, defaults},
-                {UserPreferences::kUserSpecifiedExclusion, userSpecified},
-                {UserPreferences::kPartialFileExclusion, partial}});
+    const bool saved = UserPreferences(mUserObject.UserName())
+                           .store({{UserPreferences::kDefaultExclusion, defaults},
+                                   {UserPreferences::kUserSpecifiedExclusion, userSpecified},
+                                   {UserPreferences::kPartialFileExclusion, partial}});
     if (m_sizesWanted)
         measureExcludedFolders();
+    return saved && hiddenSaved;
 }
 
 // ---- whole paths -----------------------------------------------------------------------------

@@ -53,7 +53,8 @@ public:
     void fetchPreferenceValuesFromFile();
     void loadExcludePreference();
     void loadPartialExcludePreference();
-    void saveExcludePreference();
+    // Whether the monitor's defaults took every value.
+    bool saveExcludePreference();
     QString portParam() const;
 
     // Actions.

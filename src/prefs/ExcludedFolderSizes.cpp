@@ -1,9 +1,28 @@
 #include "ExcludedFolderSizes.h"
 
 #include <QMutex>
+#include <QThread>
 #include <QThreadPool>
 
 #include <atomic>
+
+namespace {
+
+// Measuring runs below every other thread of the monitor: a large tree keeps the cores busy for
+// seconds, and the window's painting (whose helper threads the main thread waits for) must not
+// queue behind it. The threads the measurement starts inherit the priority. Never destroyed, so
+// that a run still going when the monitor quits holds nothing up.
+QThreadPool &measuringPool()
+{
+    static QThreadPool *pool = [] {
+        auto *made = new QThreadPool;
+        made->setThreadPriority(QThread::IdlePriority);
+        return made;
+    }();
+    return *pool;
+}
+
+} // namespace
 
 // What the pool thread shares with the main thread. The main thread polls it instead of being
 // called back, so a run that outlives its owner touches nothing but this.
@@ -32,7 +51,7 @@ void ExcludedFolderSizes::start(const QStringList &realPaths)
     auto run = std::make_shared<Run>();
     run->items = int(realPaths.size());
     m_run = run;
-    QThreadPool::globalInstance()->start([run, realPaths, measure = m_measure] {
+    measuringPool().start([run, realPaths, measure = m_measure] {
         quint64 before = 0;
         for (const QString &path : realPaths) {
             const FolderSizer::Totals totals = measure(path, [&](const FolderSizer::Totals &soFar) {

@@ -304,18 +304,19 @@ void GeneralViewController::loadPrefrences()
     Q_EMIT stateChanged();
 }
 
-void GeneralViewController::savePreferences()
+bool GeneralViewController::savePreferences()
 {
-    UserPreferences::setGlobal(UserPreferences::kShowHiddenFiles, m_showHiddenFiles);
+    bool saved = UserPreferences::setGlobal(UserPreferences::kShowHiddenFiles, m_showHiddenFiles);
     const QString user = mUserObject.UserName();
     if (!mUserObject.isNexaUser() || user.isEmpty())
-        return;
+        return saved;
     writeMultipleMacState();
-    UserPreferences(user).store(
-        {{UserPreferences::kEnableVersion, m_version},
-         {UserPreferences::kPromptRestoreDestinationPanel, m_restoreDestination},
-         {UserPreferences::kPowerOffAfterScheduledJob, m_powerOff}});
-    UserPreferences::setGlobal(UserPreferences::kShowHiddenFiles, m_showHiddenFiles);
+    saved = UserPreferences(user).store(
+                {{UserPreferences::kEnableVersion, m_version},
+                 {UserPreferences::kPromptRestoreDestinationPanel, m_restoreDestination},
+                 {UserPreferences::kPowerOffAfterScheduledJob, m_powerOff}})
+        && saved;
+    return UserPreferences::setGlobal(UserPreferences::kShowHiddenFiles, m_showHiddenFiles) && saved;
 }
 
 // ---- Time Machine -----------------------------------------------------------------------------

@@ -108,7 +108,8 @@ public:
     bool isMultipleMacEnabled() const;
     static QString getRemoteFolderName(const QString &name);
     void loadPrefrences();
-    void savePreferences();
+    // Whether the monitor's defaults took every value.
+    bool savePreferences();
     void loadTimeMachineBackupSet();
     void saveTimeMachineBackupSet();
     // The reference file of the user's Time Machine set, which depends on the backup mode.

@@ -220,9 +220,22 @@ WriteLock::WriteLock()
 {
     const QString real = Paths::current().resolve(path()) + u".lock"_s;
     QDir().mkpath(QFileInfo(real).absolutePath());
-    m_fd = ::open(QFile::encodeName(real).constData(), O_RDWR | O_CREAT | O_CLOEXEC, 0666);
-    if (m_fd < 0)
+    // Never through a link, nor into a file with other names: the folder is shared, and the mode
+    // below must not reach a file of someone else's choosing.
+    m_fd = ::open(QFile::encodeName(real).constData(), O_RDWR | O_CREAT | O_NOFOLLOW | O_CLOEXEC,
+                  0666);
+    if (m_fd < 0) {
+        if (errno == ELOOP)
+            SLLogger::logMonitorTrace(u"The schedules lock file is a link, not used: %1"_s.arg(real));
         return;
+    }
+    struct stat info {};
+    if (::fstat(m_fd, &info) != 0 || !S_ISREG(info.st_mode) || info.st_nlink != 1) {
+        SLLogger::logMonitorTrace(u"The schedules lock file is not a file of its own, not used: %1"_s.arg(real));
+        ::close(m_fd);
+        m_fd = -1;
+        return;
+    }
     ::fchmod(m_fd, 0666); // every local user's monitor takes it; the umask must not narrow it
     while (::flock(m_fd, LOCK_EX) != 0) {
         if (errno != EINTR) {

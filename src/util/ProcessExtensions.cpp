@@ -3,7 +3,6 @@
 #include "platform/FoundationValues.h"
 #include "platform/Paths.h"
 #include "platform/ShellCommand.h"
-#include "platform/StringFormat.h"
 
 #include <QFileInfo>
 #include <QProcess>
@@ -52,8 +51,7 @@ QList<qint64> parseProcessIDs(const QString &psOutput, const QString &name)
 
 QList<qint64> getAllProcessIDsWithName(const QString &name)
 {
-    const QString command = stringWithFormat(u"/bin/ps -axwwopid,command,user | grep \"%@\""_s,
-                                             {name});
+    const QString command = u"/bin/ps -axwwopid,command,user | grep "_s + ShellCommand::quoted(name);
     return parseProcessIDs(ShellCommand::output(command), name);
 }
 

@@ -49,7 +49,7 @@ QString SLUtility::lastConsoleUserName()
     const QString output = SLLocalizedString(u"LastConsoleUserNameFilePath"_s);
     const QString real = Paths::current().resolve(output);
     QDir().mkpath(QFileInfo(real).absolutePath());
-    ShellCommand::run(stringWithFormat(u"last | grep console | awk '{print $1}' > \"%@\""_s, {real}));
+    ShellCommand::run(u"last | grep console | awk '{print $1}' > "_s + ShellCommand::quoted(real));
     const QString text = stelloaExtension::loadStringFromFile(output);
     return text.isNull() ? u""_s : text.section(u'\n', 0, 0);
 }
@@ -84,10 +84,10 @@ bool SLUtility::isApplicationRunningForUser(const QString &application, const QS
         return true;
     const QString output = SLLocalizedString(u"LogoutCommandOutputFilePath"_s);
     const QString real = Paths::current().resolve(output);
-    const QString format = version.minor == 4
-                               ? u"sudo ps -xwwwU \"%@\" | awk '{print $5}' | grep %@ > \"%@\""_s
-                               : u"sudo ps -xwwwu \"%@\" | awk '{print $5}' | grep %@ > \"%@\""_s;
-    if (ShellCommand::run(stringWithFormat(format, {user, application, real})).exitCode < 0)
+    const QString format = version.minor == 4 ? u"sudo ps -xwwwU %@ | awk '{print $5}' | grep %@ > %@"_s
+                                              : u"sudo ps -xwwwu %@ | awk '{print $5}' | grep %@ > %@"_s;
+    const QVariantList words{ShellCommand::quoted(user), ShellCommand::quoted(application), ShellCommand::quoted(real)};
+    if (ShellCommand::run(stringWithFormat(format, words)).exitCode < 0)
         return true;
     const QString text = stelloaExtension::loadStringFromFile(output);
     for (const QString &line : text.split(u'\n')) {
@@ -135,7 +135,7 @@ void SLUtility::removeFile(const QString &path)
 {
     const QString real = Paths::current().resolve(path);
     if (QFileInfo::exists(real) || QFileInfo(real).isSymLink())
-        ShellCommand::run(stringWithFormat(u"rm -rf \"%@\""_s, {real}));
+        ShellCommand::run(u"rm -rf "_s + ShellCommand::quoted(real));
 }
 
 void SLUtility::removeFolder(const QString &path)

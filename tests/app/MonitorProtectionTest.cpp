@@ -17,6 +17,7 @@
 
 #include <QDir>
 #include <QFile>
+#include <QFileInfo>
 #include <QScopeGuard>
 #include <QTemporaryDir>
 
@@ -187,11 +188,19 @@ TEST_P(WebManagementHelperTest, TheHelperReallyStartsOnceAndStopsWhenTurnedOff)
 {
     ASSERT_TRUE(PropertyList::writeDictionary(SLLocalizedString(u"WebmanagementFilePath"_s),
                                               {{u"ann@example.com"_s, u"1"_s}}));
-    // The monitor's own folder (a user's folder, often) gets nothing of the stop line's output.
-    QTemporaryDir monitorsFolder;
+    // The monitor's own folder (a user's folder, often) gets nothing of the stop line's output,
+    // nor the file a temporary folder's name would make if the command lines did not quote it.
+    QTemporaryDir monitorsFolder, temp;
+    const QString hostileTemp = temp.filePath(u"x'$(touch pwned1)\"; touch pwned2 #"_s);
+    ASSERT_TRUE(QDir().mkpath(hostileTemp));
     const QString previous = QDir::currentPath();
-    const auto back = qScopeGuard([&] { QDir::setCurrent(previous); });
+    const QByteArray previousTemp = qgetenv("TMPDIR");
+    const auto back = qScopeGuard([&] {
+        QDir::setCurrent(previous);
+        qputenv("TMPDIR", previousTemp);
+    });
     ASSERT_TRUE(QDir::setCurrent(monitorsFolder.path()));
+    qputenv("TMPDIR", QFile::encodeName(hostileTemp));
     start(&system);
     ASSERT_TRUE(waitUntil([&] { return running() == 1; }, 5000)) << "the helper did not start";
     controller->checkForTotalQuota();
@@ -204,6 +213,7 @@ TEST_P(WebManagementHelperTest, TheHelperReallyStartsOnceAndStopsWhenTurnedOff)
     EXPECT_TRUE(PropertyList::readDictionary(SLLocalizedString(u"WebmanagementFilePath"_s)).isEmpty());
     waitUntil([] { return false; }, 300); // the stop line has ended
     EXPECT_EQ(QDir(monitorsFolder.path()).entryList(QDir::AllEntries | QDir::Hidden | QDir::NoDotAndDotDot), QStringList());
+    EXPECT_TRUE(QFileInfo::exists(hostileTemp + u"/.error"_s)) << "the stop line ran in the temporary folder";
 }
 
 TEST_P(WebManagementHelperTest, AfterAWakeUpTheHelperWaitsForTheNetwork)

@@ -5,6 +5,7 @@
 #include "support/TestEnvironment.h"
 
 #include <QDir>
+#include <QTemporaryDir>
 
 #include <random>
 
@@ -300,8 +301,15 @@ TEST_F(LogManagerTest, OlderTextLogsBecomeIndexFiles)
     env.writeFile(removed + u"D11-16-2026-12-00-00.log"_s, "Deleted file a\ndeleted file b\n"); // case counts here
     env.writeFile(backup + u"B11-14-2026-09-00-00.log"_s, "file size: 5\n");
     env.writeFile(backup + u"B10-01-2026-09-00-00.log"_s, "file size: 5\n"); // over 30 days ago
-
+    // A name the engine's folder may hold: the shell lines quote it, so nothing of it runs (it
+    // would leave its file in the current folder).
+    env.writeFile(backup + u"B11-16-2026-13-00-00'$(touch pwned1)'; touch pwned2 #.log"_s, "nothing copied\n");
+    QTemporaryDir current;
+    const QString previous = QDir::currentPath();
+    ASSERT_TRUE(QDir::setCurrent(current.path()));
     manager.createOldLogs();
+    QDir::setCurrent(previous);
+    EXPECT_EQ(QDir(current.path()).entryList(QDir::Files), QStringList());
     EXPECT_EQ(UserDefaults(MonitorSettings::defaultsDomain()).integerForKey(u"onlyonce"_s), 1);
     EXPECT_EQ(manager.logLimit(), 3);
     manager.fetchAllLogs();

@@ -1,5 +1,6 @@
 #include "logview/LogViewController.h"
 #include "logview/views/LogView.h"
+#include "platform/ImageNamed.h"
 #include "support/FakeAlertPresenter.h"
 #include "support/TestEnvironment.h"
 
@@ -66,6 +67,17 @@ TEST(LogView, TheSummaryTabFollowsTheSelectedRunAndItsLinkIsLive)
     table->selectRow(0);
     EXPECT_EQ(tabs->count(), 2) << "the summary tab comes back at the front";
     EXPECT_EQ(tabs->widget(0)->findChild<QTextBrowser *>(), summary);
+}
+
+// The "Operation" cells ask for their icon on every repaint: one icon per name, so that its
+// rendered artwork is reused rather than drawn again for every cell of every repaint.
+TEST(LogView, EachOperationIconIsMadeOnceAndReused)
+{
+    const QString backup = LogViewController::getImageForOperation(1);
+    const QIcon first = ImageNamed::icon(backup);
+    ASSERT_FALSE(first.isNull());
+    EXPECT_EQ(ImageNamed::icon(backup).cacheKey(), first.cacheKey());
+    EXPECT_NE(ImageNamed::icon(LogViewController::getImageForOperation(4)).cacheKey(), first.cacheKey());
 }
 
 } // namespace

@@ -63,6 +63,15 @@ TEST(AtomicFile, ALinkIsReplacedNotWrittenThrough)
     EXPECT_FALSE(QFileInfo(env.real(u"/shared/Schedules"_s)).isSymLink());
     EXPECT_EQ(env.readFile(u"/shared/Schedules"_s), QByteArray("ours"));
     EXPECT_EQ(modeOf(env.real(u"/shared/Schedules"_s)), mode_t(0777));
+
+    // Without a mode: a new file gets what the umask leaves of 0666, a rewrite keeps its mode.
+    const mode_t umask = ::umask(027);
+    ASSERT_TRUE(AtomicFile::write(u"/shared/new"_s, "new"));
+    EXPECT_EQ(modeOf(env.real(u"/shared/new"_s)), mode_t(0640));
+    ::chmod(QFile::encodeName(env.real(u"/shared/new"_s)).constData(), 0604);
+    ASSERT_TRUE(AtomicFile::write(u"/shared/new"_s, "rewritten"));
+    EXPECT_EQ(modeOf(env.real(u"/shared/new"_s)), mode_t(0604));
+    ::umask(umask);
 }
 
 TEST(FileContents, OnlyRegularFilesUpToTheCapAreRead)

@@ -384,6 +384,7 @@ TEST_F(ExcludeTest, ExcludedFoldersAreMeasuredOffTheMainThreadWithProgress)
     QMutex lock; // the measuring thread writes, the test reads
     QStringList measured;
     QList<QThread *> threads;
+    QList<QThread::Priority> priorities;
     // Declared before the controller, so that it lets a measurement go before the controller
     // waits for it, whatever assertion ended the test.
     const auto letGo = qScopeGuard([&] { release.release(1000); });
@@ -391,6 +392,7 @@ TEST_F(ExcludeTest, ExcludedFoldersAreMeasuredOffTheMainThreadWithProgress)
         {
             const QMutexLocker locked(&lock);
             threads.append(QThread::currentThread());
+            priorities.append(QThread::currentThread()->priority());
             measured.append(path);
         }
         progress({100, 1, 0});
@@ -410,6 +412,7 @@ TEST_F(ExcludeTest, ExcludedFoldersAreMeasuredOffTheMainThreadWithProgress)
     EXPECT_EQ(sized.sizeText(), u"Excluded folders: 2 KB in 2 items"_s);
     EXPECT_EQ(measured, (QStringList{env.real(u"/also"_s), env.real(u"/on"_s)})) << "the user's checked picks only";
     EXPECT_FALSE(threads.contains(QThread::currentThread()));
+    EXPECT_EQ(priorities, QList<QThread::Priority>(2, QThread::IdlePriority)) << "below the window's painting";
 }
 
 } // namespace

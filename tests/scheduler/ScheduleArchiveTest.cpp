@@ -3,12 +3,16 @@
 #include "platform/PropertyList.h"
 #include "product/StringTable.h"
 #include "scheduler/CorvaneSchedulerController.h"
+#include "scheduler/SchedulerState.h"
 
 #include <QDir>
 #include <QFile>
+#include <QFileInfo>
 #include <QTemporaryDir>
 
 #include <limits>
+
+#include <sys/stat.h>
 
 using namespace Qt::StringLiterals;
 
@@ -351,11 +355,43 @@ TEST_F(ScheduleArchiveTest, ADamagedArchiveIsTracedOncePerVersionOfTheFile)
         << "a new version of the file is traced again";
 }
 
-TEST_F(ScheduleArchiveTest, SavedArchivesAreOpenToEveryUser)
+// The archive is opened to every user (the engine, running as another user, rewrites it), but a
+// link at its path or at its lock's, which in the shared folder anyone may put there, never
+// carries that mode (nor the archive's bytes) to a file of ours.
+TEST_F(ScheduleArchiveTest, SavesOpenTheArchiveToEveryUserButNeverAFileBehindALink)
 {
-    ASSERT_TRUE(ScheduleArchive::save({fullRecord(clock)}));
-    EXPECT_EQ(QFile(env.real(ScheduleArchive::path())).permissions() & QFileDevice::WriteOther,
-              QFileDevice::WriteOther);
+    const auto mode = [](const QString &path) {
+        struct stat info {};
+        return ::lstat(QFile::encodeName(path).constData(), &info) == 0 ? info.st_mode & 07777 : 0u;
+    };
+    const QString archive = env.real(ScheduleArchive::path());
+    const QString state = env.real(SchedulerState::path());
+    QTemporaryDir own;
+    const QStringList targets{own.filePath(u"archive-target"_s), own.filePath(u"lock-target"_s),
+                              own.filePath(u"state-target"_s)};
+    QDir().mkpath(QFileInfo(archive).absolutePath());
+    for (const QString &target : targets) {
+        QFile file(target);
+        ASSERT_TRUE(file.open(QIODevice::WriteOnly));
+        file.write("mine");
+        ASSERT_TRUE(file.setPermissions(QFile::ReadOwner | QFile::WriteOwner));
+    }
+    ASSERT_TRUE(QFile::link(targets.at(0), archive));
+    ASSERT_TRUE(QFile::link(targets.at(1), archive + u".lock"_s));
+    ASSERT_TRUE(QFile::link(targets.at(2), state));
+    {
+        ScheduleArchive::WriteLock lock;
+        ASSERT_TRUE(ScheduleArchive::save({fullRecord(clock)}));
+    }
+    SchedulerState::write(u"2"_s);
+    for (const QString &target : targets) {
+        EXPECT_EQ(readRealFile(target), "mine") << target.toStdString();
+        EXPECT_EQ(mode(target), 0600u) << target.toStdString();
+    }
+    EXPECT_FALSE(QFileInfo(archive).isSymLink());
+    EXPECT_EQ(ScheduleArchive::load().records.size(), 1);
+    EXPECT_EQ(mode(archive), 0777u);
+    EXPECT_EQ(SchedulerState::read(), u"2"_s);
 }
 
 } // namespace

@@ -1,8 +1,14 @@
+#include "platform/Paths.h"
+#include "platform/ShellCommand.h"
+#include "product/StringTable.h"
 #include "support/TestEnvironment.h"
 #include "util/ProcessExtensions.h"
+#include "util/SLUtility.h"
 
 #include <QCoreApplication>
+#include <QDir>
 #include <QProcess>
+#include <QScopeGuard>
 #include <QThread>
 
 #include <gtest/gtest.h>
@@ -39,6 +45,40 @@ TEST(ProcessLookup, FindsAndKillsARealProcess)
     SLXExtension::killAllProcessesWithName(name);
     EXPECT_TRUE(sleeper.waitForFinished(5000));
     EXPECT_EQ(sleeper.exitStatus(), QProcess::CrashExit) << "ended by a signal";
+}
+
+// Names and paths that would run a command if a command line took them as they stand. Whatever ran
+// would leave its file in the current folder.
+TEST(ShellCommandLines, HostileNamesAndPathsRunNothing)
+{
+    const QStringList hostile{u"x'; touch pwned1 #"_s, u"$(touch pwned2)"_s, u"`touch pwned3`"_s,
+                              u"\"; touch pwned4 #"_s, u"a  b\\ *?[x] & | > < \n; touch pwned5"_s};
+    QTemporaryDir current;
+    const QString previous = QDir::currentPath();
+    const auto back = qScopeGuard([&] { QDir::setCurrent(previous); });
+    ASSERT_TRUE(QDir::setCurrent(current.path()));
+    for (const QString &text : hostile) {
+        SCOPED_TRACE(text.toStdString());
+        EXPECT_EQ(ShellCommand::output(u"printf %s "_s + ShellCommand::quoted(text)), text)
+            << "one word, as it is";
+        SLXExtension::getAllProcessIDsWithName(text);
+
+        TestEnvironment env;
+        env.writeFile(u"/trash/"_s + text + u"/file"_s, "x");
+        env.writeFile(u"/trash/kept"_s, "x");
+        SLUtility::removeFile(u"/trash/"_s + text);
+        EXPECT_FALSE(env.exists(u"/trash/"_s + text));
+        EXPECT_TRUE(env.exists(u"/trash/kept"_s));
+
+        // The console user's name is written to a file of the home folder, whatever its name.
+        const QString home = env.root() + u'/' + text;
+        Paths::install(Paths(env.root(), home));
+        SLUtility::lastConsoleUserName();
+        const QString written = Paths::current().resolve(SLLocalizedString(u"LastConsoleUserNameFilePath"_s));
+        EXPECT_TRUE(QFileInfo::exists(written));
+        Paths::install(Paths(env.root(), env.home()));
+    }
+    EXPECT_EQ(QDir(current.path()).entryList(QDir::AllEntries | QDir::Hidden | QDir::NoDotAndDotDot), QStringList());
 }
 
 TEST(ScriptRunner, MissingScriptsAndRunnersAreReportedAsErrors)

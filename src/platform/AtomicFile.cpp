@@ -3,10 +3,13 @@
 #include "Paths.h"
 #include "PlatformLog.h"
 
+#include <QDateTime>
 #include <QDir>
+#include <QDirIterator>
 #include <QFile>
 #include <QFileInfo>
 #include <QRandomGenerator>
+#include <QRegularExpression>
 
 #include <cerrno>
 #include <cstdio>
@@ -15,7 +18,30 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+using namespace Qt::StringLiterals;
+
 namespace {
+
+// What follows a target's name in the name of its temporary.
+constexpr char kTemporaryMark[] = ".tmp-";
+// A writer killed mid-write leaves its temporary behind; one older than this is nobody's.
+constexpr int kAbandonedAfterSeconds = 600;
+
+// Removes the temporaries that killed writers left beside `real`.
+void removeAbandonedTemporaries(const QString &real)
+{
+    const QFileInfo target(real);
+    const QString prefix = target.fileName() + QLatin1String(kTemporaryMark);
+    const QDateTime abandoned = QDateTime::currentDateTimeUtc().addSecs(-kAbandonedAfterSeconds);
+    const QString pattern = QRegularExpression::escape(prefix) + u"[0-9a-z]+"_s;
+    const QRegularExpression temporaryName(QRegularExpression::anchoredPattern(pattern));
+    QDirIterator entries(target.absolutePath(), {prefix + u'*'}, QDir::Files | QDir::Hidden | QDir::System);
+    while (entries.hasNext()) {
+        const QFileInfo left(entries.next());
+        if (temporaryName.match(left.fileName()).hasMatch() && left.lastModified().toUTC() < abandoned)
+            QFile::remove(left.absoluteFilePath());
+    }
+}
 
 // A new file beside `target`, opened for writing; never a link, never an existing file. A rewrite
 // keeps the target's permission bits; a new file gets what the umask leaves of 0666 (as
@@ -25,7 +51,7 @@ int createBeside(const QByteArray &target, QByteArray *name)
     struct stat old { };
     const bool rewrite = ::lstat(target.constData(), &old) == 0 && S_ISREG(old.st_mode);
     for (int attempt = 0; attempt < 100; ++attempt) {
-        *name = target + '.' + QByteArray::number(QRandomGenerator::global()->generate(), 36);
+        *name = target + kTemporaryMark + QByteArray::number(QRandomGenerator::global()->generate(), 36);
         const int fd
             = ::open(name->constData(), O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC,
                      rewrite ? 0600 : 0666);
@@ -84,6 +110,7 @@ bool AtomicFile::write(const QString &path, const QByteArray &data, int mode)
     // path, replacing a link there rather than following it.
     const QString real = Paths::current().resolve(path);
     QDir().mkpath(QFileInfo(real).absolutePath());
+    removeAbandonedTemporaries(real);
     const int error = replaceWhole(QFile::encodeName(real), data);
     if (error != 0)
         qCWarning(lcPlatform) << "cannot write" << real << ::strerror(error);

@@ -6,6 +6,8 @@
 #include "platform/Workspace.h"
 #include "support/TestEnvironment.h"
 
+#include <QDateTime>
+#include <QDir>
 #include <QFile>
 #include <QFileInfo>
 
@@ -72,6 +74,28 @@ TEST(AtomicFile, ALinkIsReplacedNotWrittenThrough)
     ASSERT_TRUE(AtomicFile::write(u"/shared/new"_s, "rewritten"));
     EXPECT_EQ(modeOf(env.real(u"/shared/new"_s)), mode_t(0604));
     ::umask(umask);
+}
+
+TEST(AtomicFile, TheNextWriteRemovesTemporariesThatKilledWritersLeftBehind)
+{
+    TestEnvironment env;
+    const QString path = u"/shared/Schedules"_s;
+    const auto leave = [&](const QString &name, int minutesAgo) {
+        env.writeFile(u"/shared/"_s + name, "half");
+        QFile file(env.real(u"/shared/"_s + name));
+        ASSERT_TRUE(file.open(QIODevice::ReadWrite));
+        ASSERT_TRUE(file.setFileTime(QDateTime::currentDateTime().addSecs(-60 * minutesAgo),
+                                     QFileDevice::FileModificationTime));
+    };
+    leave(u"Schedules.tmp-abc12"_s, 60);    // a writer killed an hour ago
+    leave(u"Schedules.tmp-def34"_s, 1);     // a writer that may still be at work
+    leave(u"Schedules.lock"_s, 60);         // not a temporary
+    leave(u"Schedules.tmp-old.keep"_s, 60); // not one of ours either
+    leave(u"Other.tmp-abc12"_s, 60);        // another file's
+    ASSERT_TRUE(AtomicFile::write(path, "new"));
+    EXPECT_EQ(QDir(env.real(u"/shared"_s)).entryList(QDir::Files, QDir::Name),
+              (QStringList{u"Other.tmp-abc12"_s, u"Schedules"_s, u"Schedules.lock"_s, u"Schedules.tmp-def34"_s,
+                           u"Schedules.tmp-old.keep"_s}));
 }
 
 TEST(FileContents, OnlyRegularFilesUpToTheCapAreRead)

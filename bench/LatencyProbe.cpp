@@ -391,13 +391,13 @@ public:
         QObject::connect(&m_refresh, &QTimer::timeout, [this] {
             const qint64 start = monoNs(), ran = nsOf(CLOCK_THREAD_CPUTIME_ID);
             m_monitor.controller->checkForTotalQuota();
-            refreshNs.push_back(monoNs() - start);
-            refreshRanNs.push_back(nsOf(CLOCK_THREAD_CPUTIME_ID) - ran);
+            m_refreshNs.push_back(monoNs() - start);
+            m_refreshRanNs.push_back(nsOf(CLOCK_THREAD_CPUTIME_ID) - ran);
         });
         QObject::connect(&m_again, &QTimer::timeout, [this] {
             ExcludeViewController &exclude = m_monitor.controller->preferencesPanes()->exclude;
             if (m_measuring && !exclude.isSizing()) {
-                ++measured;
+                ++m_measured;
                 m_measuring = false;
             }
             if (!exclude.isSizing()) {
@@ -405,7 +405,8 @@ public:
                 m_measuring = true;
             }
         });
-        m_monitor.controller->OpenPreferences(u"ViewExclude"_s);
+        m_monitor.controller->OpenPreferences(u"ViewExclude"_s); // the pane asks for sizes when shown
+        m_measuring = true;
         if (QWidget *window = m_monitor.preferences->window())
             probeApp()->name(window, "preferences window");
         m_refresh.start(1000);
@@ -419,8 +420,15 @@ public:
         }
         // A measurement under way ends before the next phase.
         const ExcludeViewController &exclude = m_monitor.controller->preferencesPanes()->exclude;
-        for (const qint64 until = monoNs() + 60000000000; exclude.isSizing() && monoNs() < until;)
-            QCoreApplication::processEvents(QEventLoop::WaitForMoreEvents, 100);
+        const qint64 until = monoNs() + 60000000000;
+        QEventLoop wait;
+        QTimer poll;
+        QObject::connect(&poll, &QTimer::timeout, [&] {
+            if (!exclude.isSizing() || monoNs() > until)
+                wait.quit();
+        });
+        poll.start(50);
+        wait.exec();
         probeApp()->forget(&m_refresh);
         probeApp()->forget(&m_again);
     }
@@ -429,20 +437,20 @@ public:
         const auto longest = [](const std::vector<qint64> &all) {
             return ms(all.empty() ? 0 : *std::max_element(all.begin(), all.end()));
         };
-        std::vector<qint64> ran = refreshRanNs;
+        std::vector<qint64> ran = m_refreshRanNs;
         std::sort(ran.begin(), ran.end());
         return u"%1 refreshes (longest %2 ms; the main thread ran %3 ms median, %4 ms most), %5 measurements "
                "of the backup set's folder"_s
-            .arg(refreshNs.size()).arg(longest(refreshNs), 0, 'f', 1).arg(ran.empty() ? 0 : ms(ran[ran.size() / 2]), 0, 'f', 1)
-            .arg(longest(ran), 0, 'f', 1).arg(measured);
+            .arg(m_refreshNs.size()).arg(longest(m_refreshNs), 0, 'f', 1).arg(ran.empty() ? 0 : ms(ran[ran.size() / 2]), 0, 'f', 1)
+            .arg(longest(ran), 0, 'f', 1).arg(m_measured);
     }
 
 private:
     Monitor &m_monitor;
     QTimer m_refresh, m_again;
     bool m_measuring = false;
-    int measured = 0;
-    std::vector<qint64> refreshNs, refreshRanNs;
+    int m_measured = 0;
+    std::vector<qint64> m_refreshNs, m_refreshRanNs;
 };
 
 // (c) The log window opened on "from the beginning" until every run is listed, closed, opened again
@@ -464,9 +472,9 @@ public:
     QString summary() const
     {
         QStringList times;
-        for (const qint64 load : loadNs)
+        for (const qint64 load : m_loadNs)
             times << QString::number(ms(load), 'f', 0);
-        return u"%1 loads of %2 runs, ms each: %3"_s.arg(loadNs.size()).arg(kDays * kRunsPerDay)
+        return u"%1 loads of %2 runs, ms each: %3"_s.arg(m_loadNs.size()).arg(kDays * kRunsPerDay)
             .arg(times.join(u' '));
     }
 
@@ -481,7 +489,7 @@ private:
             return;
         }
         if (m_monitor.controller->logViewController()->mLogContainer().size() >= kDays * kRunsPerDay) {
-            loadNs.push_back(monoNs() - m_opened);
+            m_loadNs.push_back(monoNs() - m_opened);
             close();
         }
     }
@@ -495,7 +503,7 @@ private:
     Monitor &m_monitor;
     QTimer m_step;
     qint64 m_opened = 0;
-    std::vector<qint64> loadNs;
+    std::vector<qint64> m_loadNs;
 };
 
 // ---- the stalls ---------------------------------------------------------------------------------
@@ -589,7 +597,13 @@ void resolveNames(const QList<void *> &addresses)
             std::free(plain);
         }
         name.remove(u"(anonymous namespace)::"_s);
-        g_names.insert(asked[i], name.left(name.indexOf(u'(')));
+        name = name.left(name.indexOf(u'(')); // the whole name when it has no arguments
+        // A queued lambda runs inside Qt's slot object, named after the function it was made in.
+        for (const QString &slot : {u"QtPrivate::QCallableObject<"_s, u"QtPrivate::QFunctorSlotObject<"_s}) {
+            if (name.startsWith(slot))
+                name = name.mid(slot.size()) + u" (lambda)"_s;
+        }
+        g_names.insert(asked[i], name);
     }
 }
 

@@ -37,6 +37,24 @@ std::optional<QDateTime> nextStartAfter(const CorvaneScheduleItem &record)
     }
 }
 
+QDateTime watchedSince(const QString &account, bool scheduled, const std::function<QDateTime()> &beginning)
+{
+    const QString key = u"BackupWatchedSince"_s;
+    UserDefaults defaults(MonitorSettings::defaultsDomain());
+    QVariantMap since = defaults.dictionaryForKey(key);
+    const QDateTime known = since.value(account).toDateTime();
+    if (scheduled == known.isValid())
+        return known;
+    const QDateTime begun = scheduled ? beginning() : QDateTime();
+    if (scheduled)
+        since.insert(account, begun);
+    else
+        since.remove(account);
+    defaults.setObject(since, key);
+    defaults.synchronize();
+    return begun;
+}
+
 Verdict evaluate(const QDateTime &now, const QList<CorvaneScheduleItem> &usersRecords,
                  const std::optional<QDateTime> &lastSuccess, int days)
 {

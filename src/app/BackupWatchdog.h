@@ -4,6 +4,7 @@
 
 #include <QDateTime>
 
+#include <functional>
 #include <optional>
 
 // Tells when a user's backups have fallen behind: no run finished successfully for a number of
@@ -22,6 +23,12 @@ int staleDays();
 // a month on; nothing for a run-now record.
 std::optional<QDateTime> nextStartAfter(const CorvaneScheduleItem &record);
 
+// Since when `account`'s backups are watched ("BackupWatchedSince" of the monitor's defaults):
+// `beginning()` when the monitor first sees them scheduled, kept while any are, forgotten once none
+// are. A user who has only just scheduled a first backup has not fallen behind.
+QDateTime watchedSince(const QString &account, bool scheduled, const std::function<QDateTime()> &beginning);
+
+// `lastSuccess`: the last successful run, else the time the watch began.
 Verdict evaluate(const QDateTime &now, const QList<CorvaneScheduleItem> &usersRecords,
                  const std::optional<QDateTime> &lastSuccess, int days);
 

@@ -32,11 +32,15 @@
 #include <QFile>
 #include <QFileInfo>
 
+#include <algorithm>
+
 using namespace Qt::StringLiterals;
 using namespace MonitorFiles;
 
 namespace {
 
+// How far back the watchdog looks for a user's backups the first time it sees them scheduled.
+constexpr int kWatchdogLookBackDays = 366;
 constexpr int kApplicationStatusKind = 5;
 constexpr int kExecNameKind = 6;
 constexpr int kExecPathKind = 7;
@@ -230,7 +234,15 @@ void CorvaneMonitorController::checkBackupWatchdog()
         mine.removeIf([&](const CorvaneScheduleItem &record) { return record.corvaneUserName() != account; });
         const int days = BackupWatchdog::staleDays();
         const QDateTime now = m_services.clock->now();
-        verdict = BackupWatchdog::evaluate(now, mine, RecentRuns::lastSuccess(account, now.date(), days + 1), days);
+        const bool scheduled = std::any_of(mine.cbegin(), mine.cend(), [](const CorvaneScheduleItem &record) {
+            return BackupWatchdog::nextStartAfter(record).has_value();
+        });
+        // Backups that succeeded before the monitor first looked began the watch then.
+        const QDateTime since = BackupWatchdog::watchedSince(account, scheduled, [&] {
+            return RecentRuns::lastSuccess(account, now.date(), kWatchdogLookBackDays).value_or(now);
+        });
+        const std::optional<QDateTime> lastSuccess = RecentRuns::lastSuccess(account, now.date(), days + 1);
+        verdict = BackupWatchdog::evaluate(now, mine, lastSuccess ? lastSuccess : since, days);
     }
     // Shown whenever the usual icon would be: the quota's and the pause's icons say more.
     const QString usualIcon = SLLocalizedString(u"ApplicationIcon"_s);

@@ -52,4 +52,18 @@ TEST(BackupWatchdog, TooManyDaysWithoutASuccessOrAJobRunningIntoItsNextStart)
     }
 }
 
+TEST(BackupWatchdog, TheWatchBeginsWhenBackupsAreFirstScheduledAndEndsWhenNoneAre)
+{
+    TestEnvironment env;
+    const QDateTime first(QDate(2026, 11, 1), QTime(9, 0));
+    const auto at = [](const QDateTime &time) { return [time] { return time; }; };
+    using BackupWatchdog::watchedSince;
+    EXPECT_FALSE(watchedSince(u"ann"_s, false, at(first)).isValid()) << "nothing scheduled yet";
+    EXPECT_EQ(watchedSince(u"ann"_s, true, at(first)), first);
+    EXPECT_EQ(watchedSince(u"ann"_s, true, at(first.addDays(9))), first) << "kept, across restarts";
+    EXPECT_EQ(watchedSince(u"bob"_s, true, at(first.addDays(9))), first.addDays(9)) << "per account";
+    EXPECT_FALSE(watchedSince(u"ann"_s, false, at(first.addDays(10))).isValid());
+    EXPECT_EQ(watchedSince(u"ann"_s, true, at(first.addDays(11))), first.addDays(11)) << "scheduled again: a new watch";
+}
+
 } // namespace

@@ -117,6 +117,20 @@ TEST_P(MonitorPauseAndWatchdogTest, BackupsFallenBehindShowTheWarningAndOfferBac
     EXPECT_EQ(controller->statusImage(), brand().idleImage) << "caught up";
 }
 
+TEST_P(MonitorPauseAndWatchdogTest, AFirstScheduleIsGivenItsDaysBeforeItCountsAsFallenBehind)
+{
+    logIn();
+    ScheduleArchive::save({dailyRecord(brand().user)});
+    start(); // no backup has ever run
+    EXPECT_EQ(controller->statusImage(), brand().idleImage) << "just scheduled";
+    clock.set(clock.now().addDays(7));
+    start();
+    EXPECT_EQ(controller->statusImage(), brand().idleImage) << "seven days: fine";
+    clock.set(clock.now().addDays(1));
+    controller->checkForTotalQuota();
+    EXPECT_EQ(controller->statusImage(), CorvaneMonitorController::kBackupWarningIcon) << "eight days, never a success";
+}
+
 INSTANTIATE_TEST_SUITE_P(Brands, MonitorPauseAndWatchdogTest, ::testing::ValuesIn(kBrands), brandName);
 
 } // namespace

@@ -1,3 +1,4 @@
+#include "ipc/ChannelEndpoint.h"
 #include "ipc/MessageSendingModule.h"
 #include "platform/PropertyList.h"
 #include "support/TestEnvironment.h"
@@ -264,6 +265,34 @@ TEST(MessageChannel, AHugeBacklogIsRefusedTheChannelStaysAwakeAndSigtermEndsItAt
     const QByteArray trace = peer.errorOutput();
     EXPECT_TRUE(trace.contains("refused")) << "no trace line for the refusal";
     EXPECT_FALSE(trace.contains("QSocketNotifier")) << trace.toStdString();
+}
+
+TEST(MessageChannel, MessagesWaitingForABusyMainThreadStayInTheBacklog)
+{
+    // Hands every message on to the main thread, as the monitor does.
+    struct MainThreadInbox : MessageSendingModuleDelegate {
+        void didReceiveIPCMessage(const IncomingMessage &message) override
+        {
+            QMetaObject::invokeMethod(qApp, [this, message] { ++handled; }, Qt::QueuedConnection);
+        }
+        int handled = 0;
+    } inbox;
+    const QString mine = uniqueName(u"MA"_s);
+    MessageSendingModule channel;
+    channel.setDelegate(&inbox);
+    ASSERT_TRUE(channel.setupConnection(mine, uniqueName(u"AM"_s)));
+    const QByteArray megabyte = PropertyList::toData(QString(1000 * 1000, u'x'), PropertyList::Format::Binary);
+    const auto send = [&] {
+        return QDBusConnection::sessionBus().call(rawCall(mine, megabyte, u"2"_s), QDBus::Block, 5000).type();
+    };
+    // The main thread sends without handling anything meanwhile.
+    int refused = 0;
+    for (int i = 0; i < 20; ++i)
+        refused += send() == QDBusMessage::ErrorMessage ? 1 : 0;
+    EXPECT_EQ(refused, 20 - ChannelEndpoint::kMaxBacklogBytes / megabyte.size());
+    EXPECT_TRUE(waitUntil([&] { return inbox.handled == 20 - refused; }));
+    EXPECT_EQ(send(), QDBusMessage::ReplyMessage) << "handled messages leave the backlog";
+    waitUntil([&] { return inbox.handled == 21 - refused; });
 }
 
 TEST(MessageChannel, ShutdownIsQuickEvenWhenThePeerHangs)

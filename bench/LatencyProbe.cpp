@@ -12,6 +12,7 @@
 //   dbus-run-session -- env QT_QPA_PLATFORM=offscreen build/bench/latency_probe
 //       [--seconds 20] [--rate 100] [--work /tmp/lumen-latency-probe] [--phase NAME]...
 
+#include "YearOfLogs.h"
 #include "app/CorvaneMonitorController.h"
 #include "app/DesktopServices.h"
 #include "app/views/StatusItemView.h"
@@ -882,29 +883,7 @@ bool prepareWork(const QString &work, QTextStream &out)
 
 void writeYear()
 {
-    const QDate first = QDate::currentDate().addDays(-kDays);
-    for (int d = 0; d < kDays; ++d) {
-        const QDate day = first.addDays(d);
-        const QString name = day.toString(LogManager::kDayFormat);
-        QList<LogNode> records;
-        for (int r = 0; r < kRunsPerDay; ++r) {
-            LogNode node;
-            node.setDatetime(QDateTime(day, QTime(0, 0).addSecs(r * 2700)).toString(u"MMM dd, yyyy hh:mm:ss AP"_s));
-            node.setUname(kAccount);
-            node.setFiles(QString::number(100 + r));
-            node.setFilesinsync(QString::number(r));
-            node.setStatus(u"Success"_s);
-            node.setDuration(u"00:04:12"_s);
-            node.setOptype(u"1"_s);
-            node.setContent(u"Backup of 3 folders"_s);
-            node.setLpath(kBackupSet);
-            node.setLogfile(u"/Library/Application Support/CorvanePortableforMac/SessionLogs/Backup/B"_s + name
-                            + u"-%1.log"_s.arg(r));
-            node.setLogname(name);
-            records.append(node);
-        }
-        LogManager(nullptr, Clock::system()).writeToXMLFile(name, records);
-    }
+    writeYearOfLogs(QDate::currentDate().addDays(-kDays), kDays, kRunsPerDay, kAccount, kBackupSet);
 }
 
 // The account logged in, its backup set the folder, the folder excluded (so the exclusion pane

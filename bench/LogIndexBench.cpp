@@ -5,6 +5,7 @@
 //
 //   build/bench/logindex_bench [days] [runs-per-day] [rounds]
 
+#include "YearOfLogs.h"
 #include "logview/LogManager.h"
 #include "logview/LogParseOperation.h"
 #include "platform/Clock.h"
@@ -60,29 +61,7 @@ private:
 
 void writeYear(int days, int runs)
 {
-    const QDate first(2025, 11, 17);
-    for (int d = 0; d < days; ++d) {
-        const QDate day = first.addDays(d);
-        const QString name = day.toString(LogManager::kDayFormat);
-        QList<LogNode> records;
-        for (int r = 0; r < runs; ++r) {
-            LogNode node;
-            node.setDatetime(QDateTime(day, QTime(0, 0).addSecs(r * 2700)).toString(u"MMM dd, yyyy hh:mm:ss AP"_s));
-            node.setUname(u"ann@example.com"_s);
-            node.setFiles(QString::number(100 + r));
-            node.setFilesinsync(QString::number(r));
-            node.setStatus(u"Success"_s);
-            node.setDuration(u"00:04:12"_s);
-            node.setOptype(u"1"_s);
-            node.setContent(u"Backup of 3 folders"_s);
-            node.setLpath(u"/Users/ann/Documents"_s);
-            node.setLogfile(u"/Library/Application Support/CorvanePortableforMac/SessionLogs/Backup/B"_s + name
-                            + u"-%1.log"_s.arg(r));
-            node.setLogname(name);
-            records.append(node);
-        }
-        LogManager(nullptr, Clock::system()).writeToXMLFile(name, records);
-    }
+    writeYearOfLogs(QDate(2025, 11, 17), days, runs, u"ann@example.com"_s, u"/Users/ann/Documents"_s);
 }
 
 struct Load

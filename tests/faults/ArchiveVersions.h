@@ -8,6 +8,8 @@
 
 #include <QList>
 
+#include <algorithm>
+
 namespace ArchiveVersions {
 
 // Version 0 (the old file) or 1 (the new one): every record differs between them, and the new
@@ -30,13 +32,9 @@ inline QList<CorvaneScheduleItem> records(int version, int count = 150)
 
 inline bool same(const QList<CorvaneScheduleItem> &a, const QList<CorvaneScheduleItem> &b)
 {
-    if (a.size() != b.size())
-        return false;
-    for (qsizetype i = 0; i < a.size(); ++i) {
-        if (!a.at(i).hasSameFields(b.at(i)))
-            return false;
-    }
-    return true;
+    return std::ranges::equal(a, b, [](const CorvaneScheduleItem &x, const CorvaneScheduleItem &y) {
+        return x.hasSameFields(y);
+    });
 }
 
 } // namespace ArchiveVersions

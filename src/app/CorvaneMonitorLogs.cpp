@@ -31,9 +31,10 @@ void CorvaneMonitorController::viewSessionLog()
 {
     if (!m_logView)
         addLogViewToWindow();
+    // The last load's rows go before the window is built, so it is never laid out for them.
+    m_logView->reloadLogViewOnTableViewSelectionChange();
     if (m_services.logWindow)
         m_services.logWindow->showLogWindow(m_logView.get());
-    m_logView->reloadLogViewOnTableViewSelectionChange();
 }
 
 void CorvaneMonitorController::closeSeesionLog()

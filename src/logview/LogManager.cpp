@@ -13,6 +13,7 @@
 
 #include <QCoreApplication>
 #include <QDir>
+#include <QElapsedTimer>
 #include <QFile>
 #include <QFileInfo>
 #include <QLocale>
@@ -123,19 +124,22 @@ void LogManager::parsed(int ticket, int generation, bool fresh, const std::optio
     }
 }
 
-// One day per turn of the event loop: the days that waited behind a slow one, or a year of
-// cached ones, must not hold the window still while they go into the table.
+// Days go into the table for a few milliseconds per turn of the event loop: the days that
+// waited behind a slow one, or a year of cached ones, must not hold the window still, and one
+// day per turn would repaint the table for each of them.
 void LogManager::deliverNext()
 {
+    constexpr int kTurnBudgetMs = 4;
     m_deliveryScheduled = false;
-    while (m_waiting.contains(m_nextDelivery)) {
+    QElapsedTimer turn;
+    turn.start();
+    while (m_waiting.contains(m_nextDelivery) && !turn.hasExpired(kTurnBudgetMs)) {
         const Parsed next = m_waiting.take(m_nextDelivery++);
         if (next.generation != m_generation)
             continue; // asked for before the viewer changed its mind
         m_isParsed = next.fresh; // what the viewer's addToLogCache reads
         if (m_master)
             m_master->xmlParsed(next.records);
-        break;
     }
     if (!m_deliveryScheduled && m_waiting.contains(m_nextDelivery)) {
         m_deliveryScheduled = true;

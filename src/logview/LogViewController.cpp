@@ -18,6 +18,8 @@
 #include <QTimer>
 
 #include <algorithm>
+#include <numeric>
+#include <vector>
 
 using namespace Qt::StringLiterals;
 
@@ -67,7 +69,8 @@ int compareNumeric(QStringView a, QStringView b)
     return i < a.size() ? 1 : j < b.size() ? -1 : 0;
 }
 
-// -1, 0 or 1: how `a` sorts before `b` on a column.
+// -1, 0 or 1: how `a` sorts before `b` on a column other than the date, whose keys
+// `sortByColumn` reads once a row.
 int compareOn(int column, const LogNode &a, const LogNode &b)
 {
     const auto sign = [](auto value) { return value < 0 ? -1 : value > 0 ? 1 : 0; };
@@ -243,12 +246,14 @@ void LogViewController::xmlParsed(const std::optional<QList<LogNode>> &records)
     if (!records || records->isEmpty())
         return;
     // Days come oldest first: the last day, and the last run of each file, end up on top.
-    QList<LogNode> front(records->crbegin(), records->crend());
-    m_model->beginInsertAtTop(int(front.size()));
-    m_container = front + m_container;
+    // Prepending grows the list at its front, so a year of days never copies the rows before.
+    const int added = int(records->size());
+    m_model->beginInsertAtTop(added);
+    for (const LogNode &record : *records)
+        m_container.prepend(record);
     m_model->endInsertAtTop();
     if (m_selectedRow >= 0)
-        m_selectedRow += int(front.size());
+        m_selectedRow += added;
     if (LogMgrInst)
         LogMgrInst->addToLogCache(records->first().logname(), *records);
 }
@@ -325,14 +330,38 @@ void LogViewController::linkClicked(const QUrl &link)
 
 void LogViewController::sortByColumn(int column, Qt::SortOrder order)
 {
+    if (column < 0 || column >= LogTableModel::ColumnCount)
+        return; // no column: the table stays newest first
+    const qsizetype count = m_container.size();
+    // Dates are read once a row, not once a comparison: a year of runs sorts at once.
+    QList<QDateTime> dates;
+    if (column == LogTableModel::DateTimeColumn) {
+        dates.reserve(count);
+        for (const LogNode &record : std::as_const(m_container))
+            dates.append(parsedDate(record.datetime()));
+    }
+    const auto compare = [&](qsizetype a, qsizetype b) {
+        if (column == LogTableModel::DateTimeColumn)
+            return dates[a] < dates[b] ? -1 : dates[b] < dates[a] ? 1 : 0;
+        return compareOn(column, m_container[a], m_container[b]);
+    };
+    std::vector<qsizetype> rows(static_cast<size_t>(count));
+    std::iota(rows.begin(), rows.end(), 0);
     const bool descending = order == Qt::DescendingOrder;
-    const LogNode selected = m_selectedRow >= 0 ? m_container.at(m_selectedRow) : LogNode();
-    std::stable_sort(m_container.begin(), m_container.end(), [&](const LogNode &a, const LogNode &b) {
-        const int result = compareOn(column, a, b);
+    std::stable_sort(rows.begin(), rows.end(), [&](qsizetype a, qsizetype b) {
+        const int result = compare(a, b);
         return descending ? result > 0 : result < 0;
     });
-    if (m_selectedRow >= 0)
-        m_selectedRow = int(m_container.indexOf(selected));
+    QList<LogNode> sorted;
+    sorted.reserve(count);
+    int selected = -1;
+    for (const qsizetype row : rows) {
+        if (row == m_selectedRow)
+            selected = int(sorted.size());
+        sorted.append(m_container[row]);
+    }
+    m_container = std::move(sorted);
+    m_selectedRow = selected;
     m_model->reload();
     if (m_selectedRow >= 0)
         Q_EMIT selectRowRequested(m_selectedRow);

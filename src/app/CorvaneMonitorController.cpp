@@ -51,6 +51,8 @@ CorvaneMonitorController::CorvaneMonitorController(const MonitorServices &servic
     : QObject(parent)
     , m_services(services)
     , m_preferencesNotice(services.alerts)
+    , m_pauseNotice(services.alerts)
+    , m_pauseEndNotice(services.alerts)
     , m_resumeNotice(services.alerts)
     , m_sessionLogs(new SessionLogList(this))
 {

@@ -202,9 +202,10 @@ public:
     void resetMonitorUI();
     void setPauseState(bool paused);
     void updatePauseStatus();
-    void pauseBackups();
-    // Whether the throttle files were rewritten (the user is told, once, when not).
+    // Each: whether the throttle files were rewritten (the user is told, once, when not).
+    bool pauseBackups();
     bool resumeBackups();
+    bool writeThrottle(const QString &value, SaveFailureNotice &notice, const QString &failure);
     void pauseEnded();
     void updatePauseItems();
     // The warning icon and a notification offering "Back up now" once the user's backups fall
@@ -291,6 +292,8 @@ private:
     std::unique_ptr<Snooze> m_snooze;
     // Saves nobody waits on, retried by the refresh or on the next close: told once a spell.
     SaveFailureNotice m_preferencesNotice;
+    SaveFailureNotice m_pauseNotice;
+    SaveFailureNotice m_pauseEndNotice;
     SaveFailureNotice m_resumeNotice;
     BackupWatchdog::Verdict m_watchdogVerdict = BackupWatchdog::Verdict::Fine;
     QList<QAction *> m_dashboardItems;

@@ -18,7 +18,9 @@
 #include "platform/ShellCommand.h"
 #include "platform/StringFormat.h"
 #include "platform/SystemInfo.h"
+#include "platform/UserDefaults.h"
 #include "platform/Workspace.h"
+#include "product/MonitorSettings.h"
 #include "product/StringTable.h"
 #include "scheduler/CorvaneSchedulerController.h"
 #include "Dashboard.h"
@@ -163,31 +165,33 @@ void CorvaneMonitorController::pauseResume(QAction *sender)
     updateQuotaState();
 }
 
-void CorvaneMonitorController::pauseBackups()
+bool CorvaneMonitorController::pauseBackups()
 {
-    const QString throttle = throttleFile();
-    const QString saved = stringByAppendingPathComponent(stringByDeletingLastPathComponent(throttle), u"CVThrottleB.txt"_s);
     setPauseState(true);
     itemWithTag(PauseResumeTag)->setText(kResumeTitle);
     setStatusImage(u"CorvanePauseMenuIcon"_s);
-    m_mCurrentThrottleValue = readText(throttle);
-    writeText(throttle, u"-1"_s); // "-1": send nothing
-    writeText(saved, u"-1"_s);
+    m_mCurrentThrottleValue = readText(throttleFile());
+    return writeThrottle(u"-1"_s, m_pauseNotice, // "-1": send nothing
+                         SLLocalizedString(u"Backups could not be paused: %1 could not be saved."_s));
 }
 
 bool CorvaneMonitorController::resumeBackups()
 {
-    const QString throttle = throttleFile();
-    const QString saved = stringByAppendingPathComponent(stringByDeletingLastPathComponent(throttle), u"CVThrottleB.txt"_s);
     itemWithTag(PauseResumeTag)->setText(kPauseTitle);
     setPauseState(false);
     setStatusImage(SLLocalizedString(u"ApplicationIcon"_s));
-    const bool resumed = writeText(throttle, m_mCurrentThrottleValue);
-    const bool kept = writeText(saved, m_mCurrentThrottleValue);
-    m_resumeNotice.report(resumed && kept,
-                          SLLocalizedString(u"Backups could not be resumed: %1 could not be saved."_s)
-                              .arg(Paths::current().resolve(resumed ? saved : throttle)));
-    return resumed && kept;
+    return writeThrottle(m_mCurrentThrottleValue, m_resumeNotice,
+                         SLLocalizedString(u"Backups could not be resumed: %1 could not be saved."_s));
+}
+
+bool CorvaneMonitorController::writeThrottle(const QString &value, SaveFailureNotice &notice, const QString &failure)
+{
+    const QString throttle = throttleFile();
+    const QString saved = stringByAppendingPathComponent(stringByDeletingLastPathComponent(throttle), u"CVThrottleB.txt"_s);
+    const bool written = writeText(throttle, value);
+    const bool kept = writeText(saved, value);
+    notice.report(written && kept, failure.arg(Paths::current().resolve(written ? saved : throttle)));
+    return written && kept;
 }
 
 void CorvaneMonitorController::pauseFor(Snooze::Preset preset)
@@ -203,11 +207,18 @@ void CorvaneMonitorController::pauseFor(Snooze::Preset preset)
                                                                 u"pause.txt"_s))
         == "1"_L1;
     QString before = m_snooze->pausedUntil() ? m_snooze->throttleBefore() : m_mCurrentThrottleValue;
+    bool pausing = true;
     if (!paused) {
-        pauseBackups();
+        pausing = pauseBackups();
         before = m_mCurrentThrottleValue;
     }
-    m_snooze->start(*until, before);
+    const bool endSaved = m_snooze->start(*until, before);
+    if (pausing) { // a pause that did not begin is told already
+        m_pauseEndNotice.report(
+            endSaved, SLLocalizedString(u"The pause's end could not be saved to %1: backups resume by themselves "
+                                        u"only if the monitor keeps running until then."_s)
+                          .arg(Paths::current().resolve(UserDefaults(MonitorSettings::defaultsDomain()).path())));
+    }
     updatePauseItems();
     updateQuotaState(); // the tool tip says until when, unless the quota has more to say
 }

@@ -61,10 +61,19 @@ Snooze::Snooze(const Clock &clock, QObject *parent)
     connect(&m_timer, &QTimer::timeout, this, &Snooze::check);
 }
 
+std::optional<Snooze::Pause> Snooze::stored() const
+{
+    const UserDefaults values = defaults();
+    const QDateTime until = QDateTime::fromString(values.stringForKey(kUntilKey), Qt::ISODateWithMs);
+    if (until.isValid())
+        return Pause {until, values.stringForKey(kThrottleKey)};
+    return m_unsaved;
+}
+
 std::optional<QDateTime> Snooze::storedUntil() const
 {
-    const QDateTime until = QDateTime::fromString(defaults().stringForKey(kUntilKey), Qt::ISODateWithMs);
-    return until.isValid() ? std::optional<QDateTime>(until) : std::nullopt;
+    const std::optional<Pause> pause = stored();
+    return pause ? std::optional<QDateTime>(pause->until) : std::nullopt;
 }
 
 std::optional<QDateTime> Snooze::pausedUntil() const
@@ -75,27 +84,34 @@ std::optional<QDateTime> Snooze::pausedUntil() const
 
 QString Snooze::throttleBefore() const
 {
-    return defaults().stringForKey(kThrottleKey);
+    const std::optional<Pause> pause = stored();
+    return pause ? pause->throttleBefore : QString();
 }
 
-void Snooze::start(const QDateTime &until, const QString &throttleBefore)
+bool Snooze::start(const QDateTime &until, const QString &throttleBefore)
 {
     m_cleared = QDateTime();
-    UserDefaults stored = defaults();
-    stored.setObject(until.toUTC().toString(Qt::ISODateWithMs), kUntilKey);
-    stored.setObject(throttleBefore, kThrottleKey);
-    stored.synchronize();
+    m_unsaved.reset();
+    const QDateTime end = until.toUTC();
+    UserDefaults values = defaults();
+    values.setObject(end.toString(Qt::ISODateWithMs), kUntilKey);
+    values.setObject(throttleBefore, kThrottleKey);
+    const bool saved = values.synchronize();
+    if (!saved)
+        m_unsaved = Pause {end, throttleBefore};
     check();
+    return saved;
 }
 
 void Snooze::clear()
 {
     m_timer.stop();
     m_cleared = storedUntil().value_or(QDateTime());
-    UserDefaults stored = defaults();
-    stored.removeObjectForKey(kUntilKey);
-    stored.removeObjectForKey(kThrottleKey);
-    stored.synchronize();
+    m_unsaved.reset();
+    UserDefaults values = defaults();
+    values.removeObjectForKey(kUntilKey);
+    values.removeObjectForKey(kThrottleKey);
+    values.synchronize();
 }
 
 void Snooze::check()

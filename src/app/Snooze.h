@@ -31,7 +31,8 @@ public:
     std::optional<QDateTime> pausedUntil() const;
     // The throttle value the pause replaced, to be put back when it ends.
     QString throttleBefore() const;
-    void start(const QDateTime &until, const QString &throttleBefore);
+    // Whether the end could be saved; when not, this run still ends the pause on time.
+    bool start(const QDateTime &until, const QString &throttleBefore);
     // Ends the pause; for the rest of this run even when the defaults cannot be rewritten, so
     // that the refresh does not end it again every minute.
     void clear();
@@ -43,9 +44,16 @@ Q_SIGNALS:
     void ended();
 
 private:
+    struct Pause {
+        QDateTime until;
+        QString throttleBefore;
+    };
+    // The pause in the defaults, or the one they could not take.
+    std::optional<Pause> stored() const;
     std::optional<QDateTime> storedUntil() const;
 
     const Clock &m_clock;
     QTimer m_timer;
     QDateTime m_cleared; // the stored end of the pause last cleared
+    std::optional<Pause> m_unsaved; // started while the defaults could not be written
 };

@@ -263,7 +263,7 @@ QString GeneralViewController::getRemoteFolderName(const QString &name)
     return trimmed(result, isNonBase);
 }
 
-void GeneralViewController::writeMultipleMacState()
+bool GeneralViewController::writeMultipleMacState()
 {
     const QString user = mUserObject.UserName();
     const QString path = BrandPaths::multipleMacState();
@@ -274,7 +274,7 @@ void GeneralViewController::writeMultipleMacState()
         m_folderName = getRemoteFolderName(computerName());
     entry.insert(kMultipleMacFolderName, m_folderName);
     all.insert(user, entry);
-    PropertyList::writeDictionary(path, all, kSharedFileMode);
+    return PropertyList::writeDictionary(path, all, kSharedFileMode);
 }
 
 // ---- load and save ----------------------------------------------------------------------------
@@ -306,17 +306,25 @@ void GeneralViewController::loadPrefrences()
 
 bool GeneralViewController::savePreferences()
 {
-    bool saved = UserPreferences::setGlobal(UserPreferences::kShowHiddenFiles, m_showHiddenFiles);
+    m_unsavedFile.clear();
+    const auto written = [this](bool saved, const QString &path) {
+        if (!saved && m_unsavedFile.isEmpty())
+            m_unsavedFile = Paths::current().resolve(path);
+        return saved;
+    };
+    const QString defaults = UserDefaults(MonitorSettings::defaultsDomain()).path();
+    bool saved = written(UserPreferences::setGlobal(UserPreferences::kShowHiddenFiles, m_showHiddenFiles), defaults);
     const QString user = mUserObject.UserName();
     if (!mUserObject.isNexaUser() || user.isEmpty())
         return saved;
-    writeMultipleMacState();
-    saved = UserPreferences(user).store(
-                {{UserPreferences::kEnableVersion, m_version},
-                 {UserPreferences::kPromptRestoreDestinationPanel, m_restoreDestination},
-                 {UserPreferences::kPowerOffAfterScheduledJob, m_powerOff}})
+    saved = written(writeMultipleMacState(), BrandPaths::multipleMacState()) && saved;
+    saved = written(UserPreferences(user).store(
+                        {{UserPreferences::kEnableVersion, m_version},
+                         {UserPreferences::kPromptRestoreDestinationPanel, m_restoreDestination},
+                         {UserPreferences::kPowerOffAfterScheduledJob, m_powerOff}}),
+                    defaults)
         && saved;
-    return UserPreferences::setGlobal(UserPreferences::kShowHiddenFiles, m_showHiddenFiles) && saved;
+    return written(UserPreferences::setGlobal(UserPreferences::kShowHiddenFiles, m_showHiddenFiles), defaults) && saved;
 }
 
 // ---- Time Machine -----------------------------------------------------------------------------

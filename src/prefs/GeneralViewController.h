@@ -110,6 +110,8 @@ public:
     void loadPrefrences();
     // Whether the monitor's defaults took every value.
     bool savePreferences();
+    // The first file the last savePreferences could not write; empty when all were written.
+    QString unsavedFile() const { return m_unsavedFile; }
     void loadTimeMachineBackupSet();
     void saveTimeMachineBackupSet();
     // The reference file of the user's Time Machine set, which depends on the backup mode.
@@ -134,7 +136,7 @@ Q_SIGNALS:
 
 private:
     QString computerName() const;
-    void writeMultipleMacState();
+    bool writeMultipleMacState();
     void syncCdpCheckBox();
 
     Services m_services;
@@ -147,6 +149,7 @@ private:
     bool m_observing = false;
 
     QString m_folderName;
+    QString m_unsavedFile;
     bool m_multipleMacChecked = false;
     bool m_multipleMacEnabled = true;
     bool m_multipleMacForNexaEnabled = true;

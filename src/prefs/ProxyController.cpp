@@ -35,6 +35,7 @@ ProxyController::ProxyController(const QString &settingFilePath, AlertPresenter 
                                  QObject *parent)
     : QObject(parent)
     , m_alerts(alerts)
+    , m_saveNotice(alerts)
     , mSettingFilePath(settingFilePath)
     , mProxyData(std::make_unique<ProxyData>())
 {
@@ -237,8 +238,10 @@ int ProxyController::SaveSetting()
     }
     settings.insert(ProxyData::kProxyEnable, qint64(mode));
     settings.insert(ProxyData::kProxyAuthEnable, qint64(auth));
-    // A failed write leaves the previous settings; the engine keeps using those.
-    PropertyList::writeDictionary(mSettingFilePath, settings);
+    // A failed write leaves the previous settings, which the engine keeps using, and the window
+    // open with what was typed.
+    if (!write(mSettingFilePath, settings))
+        return 0;
     // Never the password, not even enciphered.
     SLLogger::logMonitorTrace(
         stringWithFormatArgs(u"Proxy settings saved: mode %d, authentication %d"_s, mode, auth));
@@ -300,7 +303,15 @@ void ProxyController::Cancel()
 void ProxyController::storeSwitch(const QString &key, int value)
 {
     mProxySettingDict.insert(key, QString::number(value));
-    PropertyList::writeDictionary(switchFilePath(), mProxySettingDict);
+    write(switchFilePath(), mProxySettingDict);
+}
+
+bool ProxyController::write(const QString &path, const QVariantMap &values)
+{
+    const bool written = PropertyList::writeDictionary(path, values);
+    m_saveNotice.report(written, SLLocalizedString(u"The proxy settings could not be saved to %1."_s)
+                                     .arg(Paths::current().resolve(path)));
+    return written;
 }
 
 std::optional<std::pair<QString, QString>> systemProxyHostAndPort()

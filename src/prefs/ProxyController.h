@@ -1,5 +1,6 @@
 #pragma once
 
+#include "notify/SaveFailureNotice.h"
 #include "util/ProxyData.h"
 
 #include <QObject>
@@ -11,7 +12,6 @@
 #include <memory>
 #include <optional>
 
-class AlertPresenter;
 class ProxyController;
 
 // What the proxy controls show: the chosen mode, the four text fields, the authentication box,
@@ -73,7 +73,11 @@ public:
     static QString switchFilePath();
 
     QString settingFilePath() const { return mSettingFilePath; }
-    void setAlertPresenter(AlertPresenter *alerts) { m_alerts = alerts; }
+    void setAlertPresenter(AlertPresenter *alerts)
+    {
+        m_alerts = alerts;
+        m_saveNotice = SaveFailureNotice(alerts);
+    }
     void setWindowPresenter(ProxyWindowPresenter *window) { m_window = window; }
     // Shows a help page (the desktop's browser in the monitor).
     void setHelpViewer(std::function<void(const QUrl &page)> viewer) { m_helpViewer = std::move(viewer); }
@@ -124,9 +128,12 @@ Q_SIGNALS:
 private:
     void refresh() { Q_EMIT controlsChanged(); }
     void storeSwitch(const QString &key, int value);
+    // Whether `values` went to `path`; the user is told once when not.
+    bool write(const QString &path, const QVariantMap &values);
     void showSystemProxy(const std::optional<std::pair<QString, QString>> &proxy);
 
     AlertPresenter *m_alerts = nullptr;
+    SaveFailureNotice m_saveNotice; // the settings and switch files, told once a spell
     ProxyWindowPresenter *m_window = nullptr;
     std::function<void(const QUrl &)> m_helpViewer;
     QString mSettingFilePath;

@@ -6,7 +6,9 @@
 
 #include "app/MonitorFixture.h"
 #include "platform/UserDefaults.h"
+#include "platform/PropertyList.h"
 #include "prefs/PreferencesPanes.h"
+#include "product/FilePathAPIs.h"
 #include "product/MonitorSettings.h"
 #include "scheduler/ScheduleArchive.h"
 #include "support/NotificationServer.h"
@@ -72,10 +74,17 @@ protected:
     {
         return u"The schedules could not be saved to %1."_s.arg(env.real(ScheduleArchive::path()));
     }
-    QString preferencesNotSaved() const
+    // The first preferences file that could not be written: the defaults, or the several-computers
+    // file before them when the root is read-only too.
+    QString preferencesNotSaved(const QString &file = {}) const
     {
-        return u"The preferences could not be saved to %1."_s.arg(defaultsFile());
+        return u"The preferences could not be saved to %1."_s.arg(file.isEmpty() ? defaultsFile() : file);
     }
+    QString severalComputersNotSaved() const
+    {
+        return preferencesNotSaved(env.real(BrandPaths::multipleMacState()));
+    }
+    QString throttle() const { return brand().throttleFolder + u"/Throttle.txt"_s; }
     QStringList shownMessages() const
     {
         QStringList out;
@@ -167,6 +176,62 @@ TEST_P(FileFaultTest, ASaveThatSucceedsEndsTheSpellAndAPauseEndsOnceWithAReadOnl
     EXPECT_EQ(shownMessages().size(), 1);
     controller->windowWillClose();
     EXPECT_EQ(shownMessages(), (QStringList {preferencesNotSaved(), preferencesNotSaved()}));
+}
+
+TEST_P(FileFaultTest, OnAReadOnlyRootThePauseTheProxyAndTheSeveralComputersFileAreEachToldOnce)
+{
+    mountRoots(16 << 20);
+    logIn();
+    env.writeFile(throttle(), "250");
+    ASSERT_TRUE(PropertyList::writeDictionary(ProxyController::switchFilePath(),
+                                              {{u"ProxyEnable"_s, u"0"_s}, {u"ProxyAuthEnable"_s, u"0"_s}}));
+    start();
+    const auto rootFiles = [this] {
+        std::map<QString, QByteArray> all = files();
+        std::erase_if(all, [this](const auto &file) { return !file.first.startsWith(env.root()); });
+        return all;
+    };
+    const std::map<QString, QByteArray> before = rootFiles();
+    ASSERT_TRUE(rootFs->setReadOnly(true)); // the home folder, with the defaults, stays writable
+
+    controller->pauseFor(Snooze::OneHour);
+    controller->pauseFor(Snooze::FourHours);
+    const QString notPaused = u"Backups could not be paused: %1 could not be saved."_s.arg(env.real(throttle()));
+    EXPECT_EQ(shownMessages(), QStringList {notPaused}) << "once, and nothing of an end to a pause that never began";
+
+    ProxyController &proxy = controller->preferencesPanes()->proxy;
+    proxy.EnableProxy(ProxyData::NoProxy); // the switch (in the home folder), then the settings
+    EXPECT_EQ(proxy.SaveSetting(), 0) << "the window stays open with what was typed";
+    const QString proxyNotSaved
+        = u"The proxy settings could not be saved to %1."_s.arg(env.real(proxy.settingFilePath()));
+    EXPECT_EQ(shownMessages(), (QStringList {notPaused, proxyNotSaved}));
+
+    controller->windowWillClose(); // the defaults are saved, the several-computers file is not
+    EXPECT_EQ(shownMessages(), (QStringList {notPaused, proxyNotSaved, severalComputersNotSaved()}));
+    EXPECT_EQ(rootFiles(), before);
+}
+
+TEST_P(FileFaultTest, APauseWhoseEndCannotBeSavedIsToldAndStillEndsOnTime)
+{
+    NotificationServer desktopService;
+    ASSERT_TRUE(desktopService.isRunning());
+    mountRoots(16 << 20);
+    logIn();
+    env.writeFile(throttle(), "250");
+    start();
+    ASSERT_TRUE(homeFs->setReadOnly(true)); // the throttle can be written, the defaults cannot
+
+    controller->pauseFor(Snooze::OneHour);
+    EXPECT_EQ(env.readFile(throttle()), "-1") << "paused";
+    EXPECT_EQ(shownMessages(),
+              QStringList {u"The pause's end could not be saved to %1: backups resume by themselves only if the "
+                           u"monitor keeps running until then."_s.arg(defaultsFile())});
+    refresh(59);
+    EXPECT_EQ(env.readFile(throttle()), "-1") << "still paused";
+    refresh(2);
+    EXPECT_EQ(env.readFile(throttle()), "250") << "ended on time";
+    EXPECT_TRUE(waitUntil([&] { return resumedNotices(desktopService) == 1; }));
+    EXPECT_EQ(shownMessages().size(), 1);
 }
 
 TEST_P(FileFaultTest, OnAFullDiskTheOldFilesStayWholeAndTheUserIsTold)

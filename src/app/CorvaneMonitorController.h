@@ -202,7 +202,8 @@ public:
     void resetMonitorUI();
     void setPauseState(bool paused);
     void updatePauseStatus();
-    // Each: whether the throttle files were rewritten (the user is told, once, when not).
+    // Each: whether the throttle file took the new value. A failure to write it or its copy is
+    // told once a spell; a pause that did not take leaves the menu as it was.
     bool pauseBackups();
     bool resumeBackups();
     bool writeThrottle(const QString &value, SaveFailureNotice &notice, const QString &failure);

@@ -171,8 +171,14 @@ bool CorvaneMonitorController::pauseBackups()
     itemWithTag(PauseResumeTag)->setText(kResumeTitle);
     setStatusImage(u"CorvanePauseMenuIcon"_s);
     m_mCurrentThrottleValue = readText(throttleFile());
-    return writeThrottle(u"-1"_s, m_pauseNotice, // "-1": send nothing
-                         SLLocalizedString(u"Backups could not be paused: %1 could not be saved."_s));
+    const bool paused = writeThrottle(u"-1"_s, m_pauseNotice, // "-1": send nothing
+                                      SLLocalizedString(u"Backups could not be paused: %1 could not be saved."_s));
+    if (!paused) { // the menu must not say paused while backups run
+        setPauseState(false);
+        itemWithTag(PauseResumeTag)->setText(kPauseTitle);
+        setStatusImage(SLLocalizedString(u"ApplicationIcon"_s));
+    }
+    return paused;
 }
 
 bool CorvaneMonitorController::resumeBackups()
@@ -191,7 +197,7 @@ bool CorvaneMonitorController::writeThrottle(const QString &value, SaveFailureNo
     const bool written = writeText(throttle, value);
     const bool kept = writeText(saved, value);
     notice.report(written && kept, failure.arg(Paths::current().resolve(written ? saved : throttle)));
-    return written && kept;
+    return written;
 }
 
 void CorvaneMonitorController::pauseFor(Snooze::Preset preset)
@@ -207,18 +213,16 @@ void CorvaneMonitorController::pauseFor(Snooze::Preset preset)
                                                                 u"pause.txt"_s))
         == "1"_L1;
     QString before = m_snooze->pausedUntil() ? m_snooze->throttleBefore() : m_mCurrentThrottleValue;
-    bool pausing = true;
     if (!paused) {
-        pausing = pauseBackups();
+        if (!pauseBackups())
+            return; // nothing paused, and the user is told
         before = m_mCurrentThrottleValue;
     }
-    const bool endSaved = m_snooze->start(*until, before);
-    if (pausing) { // a pause that did not begin is told already
-        m_pauseEndNotice.report(
-            endSaved, SLLocalizedString(u"The pause's end could not be saved to %1: backups resume by themselves "
-                                        u"only if the monitor keeps running until then."_s)
-                          .arg(Paths::current().resolve(UserDefaults(MonitorSettings::defaultsDomain()).path())));
-    }
+    m_pauseEndNotice.report(
+        m_snooze->start(*until, before),
+        SLLocalizedString(u"The pause's end could not be saved to %1: backups resume by themselves only if the "
+                          u"monitor keeps running until then."_s)
+            .arg(Paths::current().resolve(UserDefaults::pathFor(MonitorSettings::defaultsDomain()))));
     updatePauseItems();
     updateQuotaState(); // the tool tip says until when, unless the quota has more to say
 }

@@ -114,7 +114,7 @@ void CorvaneMonitorController::windowWillClose()
     const bool general = m_panes->general.savePreferences();
     const bool exclusions = m_panes->exclude.saveExcludePreference();
     SaveSetting();
-    const QString unsaved = general ? Paths::current().resolve(UserDefaults(MonitorSettings::defaultsDomain()).path())
+    const QString unsaved = general ? Paths::current().resolve(UserDefaults::pathFor(MonitorSettings::defaultsDomain()))
                                     : m_panes->general.unsavedFile();
     m_preferencesNotice.report(general && exclusions,
                                SLLocalizedString(u"The preferences could not be saved to %1."_s).arg(unsaved));

@@ -61,13 +61,19 @@ Snooze::Snooze(const Clock &clock, QObject *parent)
     connect(&m_timer, &QTimer::timeout, this, &Snooze::check);
 }
 
-std::optional<Snooze::Pause> Snooze::stored() const
+std::optional<Snooze::Pause> Snooze::saved()
 {
     const UserDefaults values = defaults();
     const QDateTime until = QDateTime::fromString(values.stringForKey(kUntilKey), Qt::ISODateWithMs);
-    if (until.isValid())
-        return Pause {until, values.stringForKey(kThrottleKey)};
-    return m_unsaved;
+    if (!until.isValid())
+        return std::nullopt;
+    return Pause {until, values.stringForKey(kThrottleKey)};
+}
+
+std::optional<Snooze::Pause> Snooze::stored() const
+{
+    // A pause the defaults could not take is newer than whatever they still hold.
+    return m_unsaved ? m_unsaved : saved();
 }
 
 std::optional<QDateTime> Snooze::storedUntil() const
@@ -106,7 +112,9 @@ bool Snooze::start(const QDateTime &until, const QString &throttleBefore)
 void Snooze::clear()
 {
     m_timer.stop();
-    m_cleared = storedUntil().value_or(QDateTime());
+    // What the defaults hold stays ignored should they keep it; a pause kept in memory just goes.
+    const std::optional<Pause> inDefaults = saved();
+    m_cleared = inDefaults ? inDefaults->until : QDateTime();
     m_unsaved.reset();
     UserDefaults values = defaults();
     values.removeObjectForKey(kUntilKey);

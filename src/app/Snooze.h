@@ -48,7 +48,8 @@ private:
         QDateTime until;
         QString throttleBefore;
     };
-    // The pause in the defaults, or the one they could not take.
+    static std::optional<Pause> saved(); // the pause in the defaults
+    // The pause the defaults could not take, else theirs.
     std::optional<Pause> stored() const;
     std::optional<QDateTime> storedUntil() const;
 

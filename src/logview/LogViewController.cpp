@@ -84,10 +84,6 @@ int compareOn(int column, const LogNode &a, const LogNode &b)
         return compareNumeric(a.files(), b.files());
     case LogTableModel::StatusColumn:
         return sign(a.status().compare(b.status()));
-    case LogTableModel::DateTimeColumn: {
-        const QDateTime x = parsedDate(a.datetime()), y = parsedDate(b.datetime());
-        return x < y ? -1 : y < x ? 1 : 0;
-    }
     default:
         return 0;
     }
@@ -331,7 +327,7 @@ void LogViewController::linkClicked(const QUrl &link)
 void LogViewController::sortByColumn(int column, Qt::SortOrder order)
 {
     if (column < 0 || column >= LogTableModel::ColumnCount)
-        return; // no column: the table stays newest first
+        return; // no column: the order stays as it is
     const qsizetype count = m_container.size();
     // Dates are read once a row, not once a comparison: a year of runs sorts at once.
     QList<QDateTime> dates;

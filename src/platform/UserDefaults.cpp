@@ -11,9 +11,9 @@ UserDefaults::UserDefaults(const QString &domain)
     reload();
 }
 
-QString UserDefaults::path() const
+QString UserDefaults::pathFor(const QString &domain)
 {
-    return u"~/Library/Preferences/"_s + m_domain + u".plist"_s;
+    return u"~/Library/Preferences/"_s + domain + u".plist"_s;
 }
 
 void UserDefaults::reload()

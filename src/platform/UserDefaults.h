@@ -11,7 +11,9 @@ public:
     explicit UserDefaults(const QString &domain);
 
     QString domain() const { return m_domain; }
-    QString path() const;
+    QString path() const { return pathFor(m_domain); }
+    // Where a domain is kept, without reading it.
+    static QString pathFor(const QString &domain);
 
     QVariant objectForKey(const QString &key) const;
     QString stringForKey(const QString &key) const;

@@ -295,7 +295,7 @@ void GeneralViewController::loadPrefrences()
     m_powerOff = preferences.powerOffAfterScheduledJob();
     // Straight from the defaults file, as the main application writes it there.
     const QVariantMap defaultsFile
-        = PropertyList::readDictionary(UserDefaults(MonitorSettings::defaultsDomain()).path());
+        = PropertyList::readDictionary(UserDefaults::pathFor(MonitorSettings::defaultsDomain()));
     m_restoreDestination = FoundationValues::boolValue(
         defaultsFile.value(user).toMap().value(UserPreferences::kPromptRestoreDestinationPanel));
     loadTimeMachineBackupSet();
@@ -312,7 +312,7 @@ bool GeneralViewController::savePreferences()
             m_unsavedFile = Paths::current().resolve(path);
         return saved;
     };
-    const QString defaults = UserDefaults(MonitorSettings::defaultsDomain()).path();
+    const QString defaults = UserDefaults::pathFor(MonitorSettings::defaultsDomain());
     bool saved = written(UserPreferences::setGlobal(UserPreferences::kShowHiddenFiles, m_showHiddenFiles), defaults);
     const QString user = mUserObject.UserName();
     if (!mUserObject.isNexaUser() || user.isEmpty())

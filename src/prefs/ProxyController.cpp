@@ -35,7 +35,8 @@ ProxyController::ProxyController(const QString &settingFilePath, AlertPresenter 
                                  QObject *parent)
     : QObject(parent)
     , m_alerts(alerts)
-    , m_saveNotice(alerts)
+    , m_switchNotice(alerts)
+    , m_settingsNotice(alerts)
     , mSettingFilePath(settingFilePath)
     , mProxyData(std::make_unique<ProxyData>())
 {
@@ -240,7 +241,7 @@ int ProxyController::SaveSetting()
     settings.insert(ProxyData::kProxyAuthEnable, qint64(auth));
     // A failed write leaves the previous settings, which the engine keeps using, and the window
     // open with what was typed.
-    if (!write(mSettingFilePath, settings))
+    if (!write(mSettingFilePath, settings, m_settingsNotice))
         return 0;
     // Never the password, not even enciphered.
     SLLogger::logMonitorTrace(
@@ -303,13 +304,13 @@ void ProxyController::Cancel()
 void ProxyController::storeSwitch(const QString &key, int value)
 {
     mProxySettingDict.insert(key, QString::number(value));
-    write(switchFilePath(), mProxySettingDict);
+    write(switchFilePath(), mProxySettingDict, m_switchNotice);
 }
 
-bool ProxyController::write(const QString &path, const QVariantMap &values)
+bool ProxyController::write(const QString &path, const QVariantMap &values, SaveFailureNotice &notice)
 {
     const bool written = PropertyList::writeDictionary(path, values);
-    m_saveNotice.report(written, SLLocalizedString(u"The proxy settings could not be saved to %1."_s)
+    notice.report(written, SLLocalizedString(u"The proxy settings could not be saved to %1."_s)
                                      .arg(Paths::current().resolve(path)));
     return written;
 }

@@ -76,7 +76,7 @@ public:
     void setAlertPresenter(AlertPresenter *alerts)
     {
         m_alerts = alerts;
-        m_saveNotice = SaveFailureNotice(alerts);
+        m_switchNotice = m_settingsNotice = SaveFailureNotice(alerts);
     }
     void setWindowPresenter(ProxyWindowPresenter *window) { m_window = window; }
     // Shows a help page (the desktop's browser in the monitor).
@@ -128,12 +128,14 @@ Q_SIGNALS:
 private:
     void refresh() { Q_EMIT controlsChanged(); }
     void storeSwitch(const QString &key, int value);
-    // Whether `values` went to `path`; the user is told once when not.
-    bool write(const QString &path, const QVariantMap &values);
+    // Whether `values` went to `path`; the user is told through `notice` when not.
+    bool write(const QString &path, const QVariantMap &values, SaveFailureNotice &notice);
     void showSystemProxy(const std::optional<std::pair<QString, QString>> &proxy);
 
     AlertPresenter *m_alerts = nullptr;
-    SaveFailureNotice m_saveNotice; // the settings and switch files, told once a spell
+    // The switch and settings files, each told once a spell (they may lie on different disks).
+    SaveFailureNotice m_switchNotice;
+    SaveFailureNotice m_settingsNotice;
     ProxyWindowPresenter *m_window = nullptr;
     std::function<void(const QUrl &)> m_helpViewer;
     QString mSettingFilePath;

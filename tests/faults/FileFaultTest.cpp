@@ -75,7 +75,7 @@ protected:
         return u"The schedules could not be saved to %1."_s.arg(env.real(ScheduleArchive::path()));
     }
     // The first preferences file that could not be written: the defaults, or the several-computers
-    // file before them when the root is read-only too.
+    // file when only the root is read-only.
     QString preferencesNotSaved(const QString &file = {}) const
     {
         return u"The preferences could not be saved to %1."_s.arg(file.isEmpty() ? defaultsFile() : file);
@@ -198,9 +198,13 @@ TEST_P(FileFaultTest, OnAReadOnlyRootThePauseTheProxyAndTheSeveralComputersFileA
     controller->pauseFor(Snooze::FourHours);
     const QString notPaused = u"Backups could not be paused: %1 could not be saved."_s.arg(env.real(throttle()));
     EXPECT_EQ(shownMessages(), QStringList {notPaused}) << "once, and nothing of an end to a pause that never began";
+    EXPECT_EQ(controller->itemWithTag(C::PauseResumeTag)->text(), u"Pause the scheduled job"_s)
+        << "the menu does not say paused";
+    EXPECT_FALSE(controller->toolTip().startsWith(u"Paused until"_s)) << controller->toolTip().toStdString();
 
     ProxyController &proxy = controller->preferencesPanes()->proxy;
     proxy.EnableProxy(ProxyData::NoProxy); // the switch (in the home folder), then the settings
+    proxy.EnableProxy(ProxyData::NoProxy); // the switch is saved between two failures of the settings
     EXPECT_EQ(proxy.SaveSetting(), 0) << "the window stays open with what was typed";
     const QString proxyNotSaved
         = u"The proxy settings could not be saved to %1."_s.arg(env.real(proxy.settingFilePath()));
@@ -219,18 +223,23 @@ TEST_P(FileFaultTest, APauseWhoseEndCannotBeSavedIsToldAndStillEndsOnTime)
     logIn();
     env.writeFile(throttle(), "250");
     start();
+    controller->pauseFor(Snooze::OneHour); // saved
     ASSERT_TRUE(homeFs->setReadOnly(true)); // the throttle can be written, the defaults cannot
+    refresh(61); // the pause ends, though the defaults cannot forget it
+    ASSERT_TRUE(waitUntil([&] { return resumedNotices(desktopService) == 1; }));
 
-    controller->pauseFor(Snooze::OneHour);
+    controller->pauseFor(Snooze::OneHour); // a new pause, whose end the defaults cannot take
     EXPECT_EQ(env.readFile(throttle()), "-1") << "paused";
     EXPECT_EQ(shownMessages(),
               QStringList {u"The pause's end could not be saved to %1: backups resume by themselves only if the "
                            u"monitor keeps running until then."_s.arg(defaultsFile())});
     refresh(59);
-    EXPECT_EQ(env.readFile(throttle()), "-1") << "still paused";
-    refresh(2);
+    EXPECT_EQ(env.readFile(throttle()), "-1") << "still paused, whatever the defaults still hold";
+    refresh(1);
     EXPECT_EQ(env.readFile(throttle()), "250") << "ended on time";
-    EXPECT_TRUE(waitUntil([&] { return resumedNotices(desktopService) == 1; }));
+    EXPECT_FALSE(controller->toolTip().startsWith(u"Paused until"_s))
+        << "the pause the defaults still hold does not come back: " << controller->toolTip().toStdString();
+    EXPECT_TRUE(waitUntil([&] { return resumedNotices(desktopService) == 2; }));
     EXPECT_EQ(shownMessages().size(), 1);
 }
 

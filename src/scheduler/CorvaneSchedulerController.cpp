@@ -413,7 +413,8 @@ void CorvaneSchedulerController::updateMultipleMacStateOfScheduledItem()
             continue;
         record.setDestination(destination);
         m_schedules.replace(row, record);
-        saveSchedulerDetails();
+        const ScheduleArchive::SaveResult saved = saveSchedulerDetails();
+        m_refreshSaveNotice.report(saved.status != ScheduleArchive::SaveResult::Status::Failed, saved.message);
     }
 }
 

@@ -4,6 +4,7 @@
 #include "NextRunCalculator.h"
 #include "ScheduleArchive.h"
 #include "ScheduleTableModel.h"
+#include "notify/SaveFailureNotice.h"
 
 #include <QObject>
 
@@ -90,7 +91,11 @@ public:
     bool isItemCompleted(const CorvaneScheduleItem &record);
     // Asks (OK / Cancel) and, on OK, tells the engine to stop with "3".
     void stopSchedulerSubmenu();
-    void setAlertPresenter(AlertPresenter *alerts) { m_alerts = alerts; }
+    void setAlertPresenter(AlertPresenter *alerts)
+    {
+        m_alerts = alerts;
+        m_refreshSaveNotice = SaveFailureNotice(alerts);
+    }
     // The summary window is the view's; it tells whether it is shown.
     void setSummaryWindowVisibility(std::function<bool()> isVisible)
     {
@@ -142,6 +147,8 @@ private:
     int m_selectedRow = -1;
     bool m_noteVisible = false;
     AlertPresenter *m_alerts = nullptr;
+    // The window's refresh saves again every few seconds: its failures are told once a spell.
+    SaveFailureNotice m_refreshSaveNotice;
     std::function<bool()> m_summaryVisible;
     QTimer *m_refreshTimer = nullptr;
     // The records as last read from the archive: what the list's changes are measured against.

@@ -243,6 +243,23 @@ TEST_P(FileFaultTest, APauseWhoseEndCannotBeSavedIsToldAndStillEndsOnTime)
     EXPECT_EQ(shownMessages().size(), 1);
 }
 
+TEST_P(FileFaultTest, TheSchedulesWindowsRefreshThatCannotSaveIsToldOnce)
+{
+    mountRoots(16 << 20);
+    logIn();
+    CorvaneScheduleItem daily = dailyRecord(brand().user);
+    daily.setDestination(u"Elsewhere"_s); // each refresh puts this computer's own folder back
+    ASSERT_TRUE(ScheduleArchive::save({daily}));
+    start();
+    const std::map<QString, QByteArray> before = files();
+    setReadOnly(true);
+
+    for (int refresh = 0; refresh < 3; ++refresh)
+        controller->scheduler()->ReloadSchedules();
+    EXPECT_EQ(shownMessages(), QStringList {schedulesNotSaved()});
+    EXPECT_EQ(files(), before);
+}
+
 TEST_P(FileFaultTest, OnAFullDiskTheOldFilesStayWholeAndTheUserIsTold)
 {
     mountRoots(1 << 20);

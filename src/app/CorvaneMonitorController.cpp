@@ -235,7 +235,7 @@ void CorvaneMonitorController::awakeFromNib()
     m_refreshTimer = new MinuteTimer(*m_services.clock, this);
     connect(m_refreshTimer, &MinuteTimer::timeout, this, &CorvaneMonitorController::checkForTotalQuota);
     m_refreshTimer->start();
-    m_sleepWatcher = new SleepWatcher(QDBusConnection::systemBus(), this);
+    m_sleepWatcher = new SleepWatcher(nullptr, this);
     connect(m_sleepWatcher, &SleepWatcher::resumed, this, [this] {
         trace(u"Resumed from sleep: refreshing at once"_s);
         m_refreshTimer->start();

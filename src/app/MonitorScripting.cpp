@@ -6,7 +6,7 @@
 #include "platform/Clock.h"
 #include "platform/Paths.h"
 #include "platform/PlatformLog.h"
-#include "platform/SessionBus.h"
+#include "platform/BusConnection.h"
 #include "platform/StringFormat.h"
 #include "product/FilePathAPIs.h"
 #include "scheduler/NextRunCalculator.h"
@@ -38,7 +38,7 @@ bool MonitorScripting::publish(const QString &brand)
     if (!registerOnBus())
         return false;
     // A restarted bus daemon knows nothing of the old connection's objects and names.
-    connect(&SessionBus::shared(), &SessionBus::reconnected, this, [this] {
+    connect(&BusConnection::shared(), &BusConnection::reconnected, this, [this] {
         if (!registerOnBus())
             qCWarning(lcPlatform) << "the monitor cannot be scripted on the new bus connection";
     });
@@ -47,7 +47,7 @@ bool MonitorScripting::publish(const QString &brand)
 
 bool MonitorScripting::registerOnBus()
 {
-    QDBusConnection bus = SessionBus::shared().connection();
+    QDBusConnection bus = BusConnection::shared().connection();
     return bus.registerObject(QString::fromLatin1(kPath), this, QDBusConnection::ExportScriptableSlots)
            && bus.registerService(serviceName(m_brand));
 }

@@ -3,7 +3,7 @@
 #include "MessageSendingModule.h"
 #include "platform/PlatformLog.h"
 #include "platform/PropertyList.h"
-#include "platform/SessionBus.h"
+#include "platform/BusConnection.h"
 
 #include <QDBusConnection>
 #include <QDBusMessage>
@@ -12,7 +12,7 @@
 
 using namespace Qt::StringLiterals;
 
-ChannelEndpoint::ChannelEndpoint(const SessionBus &bus)
+ChannelEndpoint::ChannelEndpoint(const BusConnection &bus)
     : m_bus(bus)
 {
 }

@@ -11,7 +11,7 @@
 
 class MessageSendingModuleDelegate;
 class QDBusServiceWatcher;
-class SessionBus;
+class BusConnection;
 
 // The exported object of a channel end. The bus calls handleMessage on its own dispatch thread:
 // there each call is checked (shape, payload size, backlog) and answered at once, so the sender
@@ -29,7 +29,7 @@ public:
     // refused.
     static constexpr qsizetype kMaxBacklogBytes = 16 * kMaxPayloadBytes;
 
-    explicit ChannelEndpoint(const SessionBus &bus);
+    explicit ChannelEndpoint(const BusConnection &bus);
     ~ChannelEndpoint() override;
 
     void setDelegate(MessageSendingModuleDelegate *delegate);
@@ -58,7 +58,7 @@ private:
     void deliver(const Arrival &arrival);
     void setOwner(const QString &owner);
 
-    const SessionBus &m_bus;
+    const BusConnection &m_bus;
     QString m_remoteBusName;
     mutable QMutex m_lock;
     MessageSendingModuleDelegate *m_delegate = nullptr;

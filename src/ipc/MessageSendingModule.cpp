@@ -211,7 +211,7 @@ MessageSendingModule::MessageSendingModule(QObject *parent)
     m_listenerThread.start();
     m_sender = std::make_unique<Sender>(this);
     m_sender->moveToThread(&m_senderThread);
-    connect(&m_bus, &SessionBus::reconnected, this, &MessageSendingModule::rejoinBus);
+    connect(&m_bus, &BusConnection::reconnected, this, &MessageSendingModule::rejoinBus);
 }
 
 MessageSendingModule::~MessageSendingModule()

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "platform/SessionBus.h"
+#include "platform/BusConnection.h"
 
 #include <QDBusConnection>
 #include <QMutex>
@@ -102,7 +102,7 @@ private:
 
     QDBusConnection bus() const;
 
-    SessionBus m_bus; // each end is a bus peer of its own
+    BusConnection m_bus; // each end is a bus peer of its own
     QString m_localName;
     QString m_remoteName;
     bool m_currentlyReceivingData = false;

@@ -1,7 +1,7 @@
 #include "DesktopNotifications.h"
 
 #include "PlatformLog.h"
-#include "SessionBus.h"
+#include "BusConnection.h"
 
 #include <QDBusError>
 #include <QDBusMessage>
@@ -35,7 +35,7 @@ DesktopNotifications::DesktopNotifications(const QString &applicationName,
 {
     listen();
     // A restarted bus: the service's ids of the old connection mean nothing any more.
-    connect(&SessionBus::shared(), &SessionBus::reconnected, this, [this] {
+    connect(&BusConnection::shared(), &BusConnection::reconnected, this, [this] {
         m_id = 0;
         listen();
     });
@@ -43,7 +43,7 @@ DesktopNotifications::DesktopNotifications(const QString &applicationName,
 
 void DesktopNotifications::listen()
 {
-    QDBusConnection bus = SessionBus::shared().connection();
+    QDBusConnection bus = BusConnection::shared().connection();
     const QString service = QString::fromLatin1(kService);
     const QString path = QString::fromLatin1(kPath);
     const QString interface = QString::fromLatin1(kInterface);
@@ -93,7 +93,7 @@ void DesktopNotifications::send(const Request &request)
          << actions << hints << request.expireTimeout;
     m_pending = true;
     const QDBusPendingCall pending
-        = SessionBus::shared().connection().asyncCall(call, kCallTimeoutMs);
+        = BusConnection::shared().connection().asyncCall(call, kCallTimeoutMs);
     auto *watcher = new QDBusPendingCallWatcher(pending, this);
     connect(watcher, &QDBusPendingCallWatcher::finished, this,
             &DesktopNotifications::onNotifyFinished);
@@ -122,7 +122,7 @@ void DesktopNotifications::sendClose(uint id)
     QDBusMessage call = serviceCall(u"CloseNotification"_s);
     call << id;
     const QDBusPendingCall pending
-        = SessionBus::shared().connection().asyncCall(call, kCallTimeoutMs);
+        = BusConnection::shared().connection().asyncCall(call, kCallTimeoutMs);
     auto *watcher = new QDBusPendingCallWatcher(pending, this);
     connect(watcher, &QDBusPendingCallWatcher::finished, this,
             [this](QDBusPendingCallWatcher *finished) {

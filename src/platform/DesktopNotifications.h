@@ -25,7 +25,7 @@ public:
 
     // `applicationName` names the sender to the service; `desktopEntry`, when given, is sent as
     // the "desktop-entry" hint (the .desktop file name without its suffix). The calls go over
-    // the shared session bus (SessionBus).
+    // the shared session bus (BusConnection).
     explicit DesktopNotifications(const QString &applicationName,
                                   const QString &desktopEntry = QString(),
                                   QObject *parent = nullptr);

@@ -2,7 +2,7 @@
 
 #include "PlatformLog.h"
 #include "PropertyList.h"
-#include "SessionBus.h"
+#include "BusConnection.h"
 
 #include <QDBusConnection>
 #include <QDBusConnectionInterface>
@@ -14,7 +14,7 @@ DistributedNotificationCenter::DistributedNotificationCenter(QObject *parent)
     : QObject(parent)
 {
     // A restarted bus daemon forgot the subscription.
-    connect(&SessionBus::shared(), &SessionBus::reconnected, this, [this] {
+    connect(&BusConnection::shared(), &BusConnection::reconnected, this, [this] {
         if (m_subscribed)
             m_subscribed = subscribe();
     });
@@ -30,7 +30,7 @@ bool DistributedNotificationCenter::post(const QString &name, const QString &obj
                                 ? QByteArray()
                                 : PropertyList::toData(userInfo, PropertyList::Format::Binary);
     signal << name << object << info;
-    QDBusConnection bus = SessionBus::shared().connection();
+    QDBusConnection bus = BusConnection::shared().connection();
     const bool sent = bus.send(signal);
     // Sending only queues the signal. A round trip to the bus behind it makes sure it has left,
     // even when the process ends right after posting (as lumenctl notify does).
@@ -54,7 +54,7 @@ bool DistributedNotificationCenter::addObserver(const QString &name, Callback ca
 
 bool DistributedNotificationCenter::subscribe()
 {
-    return SessionBus::shared().connection().connect(
+    return BusConnection::shared().connection().connect(
         QString(), QString::fromLatin1(kPath), QString::fromLatin1(kInterface),
         QString::fromLatin1(kSignal), this, SLOT(deliver(QString, QString, QByteArray)));
 }

@@ -1,15 +1,24 @@
 #include "SleepWatcher.h"
 
+#include "BusConnection.h"
+
 #include <QDBusError>
 
 using namespace Qt::StringLiterals;
 
 Q_LOGGING_CATEGORY(lcSleep, "lumen.sleep")
 
-SleepWatcher::SleepWatcher(const QDBusConnection &bus, QObject *parent)
+SleepWatcher::SleepWatcher(BusConnection *bus, QObject *parent)
     : QObject(parent)
+    , m_bus(bus ? bus : &BusConnection::system())
 {
-    QDBusConnection connection(bus);
+    connect(m_bus, &BusConnection::reconnected, this, &SleepWatcher::subscribe);
+    subscribe();
+}
+
+void SleepWatcher::subscribe()
+{
+    QDBusConnection connection = m_bus->connection();
     if (!connection.isConnected()) {
         qCWarning(lcSleep).noquote()
             << "no system bus, sleep and wake-up go unnoticed:" << connection.lastError().message();

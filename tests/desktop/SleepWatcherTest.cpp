@@ -1,3 +1,4 @@
+#include "platform/BusConnection.h"
 #include "platform/SleepWatcher.h"
 #include "support/LogindStandIn.h"
 #include "support/TestEnvironment.h"
@@ -57,13 +58,11 @@ TEST(SleepWatcher, ReportsSleepAndResumeFromLogind)
 TEST(SleepWatcher, StaysQuietWithoutASystemBus)
 {
     WarningCapture warnings;
-    const QDBusConnection nowhere
-        = QDBusConnection::connectToBus(u"unix:path=/nonexistent/bus"_s, u"nowhere"_s);
-    SleepWatcher watcher(nowhere);
+    BusConnection nowhere(u"unix:path=/nonexistent/bus"_s, u"nowhere"_s);
+    SleepWatcher watcher(&nowhere);
     EXPECT_FALSE(watcher.isWatching());
     const QStringList lines = warnings.lines().filter(u"lumen.sleep: "_s);
     EXPECT_EQ(lines.size(), 1) << warnings.lines().join(u'\n').toStdString();
-    QDBusConnection::disconnectFromBus(u"nowhere"_s);
 }
 
 } // namespace

@@ -6,9 +6,12 @@
 #include "e2e/Child.h"
 #include "ipc/ChannelEndpoint.h"
 #include "ipc/MessageSendingModule.h"
+#include "platform/Paths.h"
 #include "platform/PropertyList.h"
 #include "platform/SystemInfo.h"
 #include "prefs/CVTabViewController.h"
+#include "product/StringTable.h"
+#include "support/LogindStandIn.h"
 #include "support/LoginDetails.h"
 #include "support/TestEnvironment.h"
 
@@ -42,19 +45,22 @@ QString channelName()
                                                    + SystemInfo::loginName());
 }
 
-// A session bus daemon at unix:path=<temporary folder>/bus; the monitor and lumenctl find it
-// through DBUS_SESSION_BUS_ADDRESS.
+// A bus daemon at unix:path=<temporary folder>/bus; the monitor and lumenctl find it through
+// DBUS_SESSION_BUS_ADDRESS, and the monitor takes it for its system bus too (where logind is).
 class PrivateBus {
 public:
     PrivateBus()
         : m_address(u"unix:path="_s + m_folder.filePath(u"bus"_s))
         , m_previous(qgetenv("DBUS_SESSION_BUS_ADDRESS"))
+        , m_previousSystem(qgetenv("DBUS_SYSTEM_BUS_ADDRESS"))
     {
         qputenv("DBUS_SESSION_BUS_ADDRESS", m_address.toUtf8());
+        qputenv("DBUS_SYSTEM_BUS_ADDRESS", m_address.toUtf8());
     }
     ~PrivateBus()
     {
         qputenv("DBUS_SESSION_BUS_ADDRESS", m_previous);
+        qputenv("DBUS_SYSTEM_BUS_ADDRESS", m_previousSystem);
         for (const QString &name : std::as_const(m_connections))
             QDBusConnection::disconnectFromBus(name);
         crash();
@@ -89,6 +95,7 @@ private:
     QTemporaryDir m_folder;
     const QString m_address;
     const QByteArray m_previous;
+    const QByteArray m_previousSystem;
     QProcess m_daemon;
     QStringList m_connections;
 };
@@ -216,6 +223,14 @@ TEST_F(BusFaultTest, AfterTheBusDaemonRestartsTheMonitorOwnsItsNamesAgainAndHear
     EXPECT_TRUE(waitUntil([&] {
         return monitorStatus(bus.connection()).value(u"preferencesPane"_s) == exclusions;
     })) << "the notification did not reach the monitor";
+    // logind on the new system bus: a wake-up is heard and refreshes at once.
+    LogindStandIn logind(bus.connection());
+    ASSERT_TRUE(logind.isRunning());
+    const QString trace = stringByStandardizingPath(SLLocalizedString(u"MonitorTraceFilePath"_s));
+    EXPECT_TRUE(waitUntil([&] {
+        logind.prepareForSleep(false); // again, until the monitor's subscription is in place
+        return env.readFile(trace).contains("Resumed from sleep");
+    })) << "the wake-up did not reach the monitor";
 
     expectCleanEnd(*monitor);
 }

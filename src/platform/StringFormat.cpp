@@ -2,11 +2,21 @@
 
 #include "platform/FoundationValues.h"
 
+#include <algorithm>
 #include <cstdlib>
 
 using namespace Qt::StringLiterals;
 
 namespace {
+
+// Widths and precisions beyond this are taken as this: a string table from a resources folder may
+// say "%2147483647@", which must neither overflow the count nor ask for gigabytes of padding.
+constexpr int kMaxFieldSize = 1024;
+
+int appendDigit(int value, QChar digit)
+{
+    return std::min(value * 10 + digit.digitValue(), kMaxFieldSize);
+}
 
 struct Placeholder
 {
@@ -28,11 +38,11 @@ qsizetype parsePlaceholder(const QString &format, qsizetype i, Placeholder *fiel
         else if (c == u'0' && field->width == 0 && field->precision < 0)
             field->zeroPad = true;
         else if (c.isDigit() && field->precision < 0)
-            field->width = field->width * 10 + c.digitValue();
+            field->width = appendDigit(field->width, c);
         else if (c == u'.')
             field->precision = 0;
         else if (c.isDigit())
-            field->precision = field->precision * 10 + c.digitValue();
+            field->precision = appendDigit(field->precision, c);
         else if (c == u'l' || c == u'h' || c == u'q' || c == u'z' || c == u'+' || c == u' ')
             continue;
         else {

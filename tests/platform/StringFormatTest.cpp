@@ -29,6 +29,15 @@ TEST(StringFormat, FormatsWithoutPlaceholdersComeBackUnchanged)
     EXPECT_EQ(stringWithFormatArgs(u"%@ has %d"_s, u"ann"_s, 3), u"ann has 3"_s);
 }
 
+TEST(StringFormat, HugeWidthsAndPrecisionsAreCappedAtAThousandAndTwentyFour)
+{
+    const QString wide = stringWithFormat(u"[%2147483648d]"_s, {5});
+    EXPECT_EQ(wide, u'[' + QString(1023, u' ') + u"5]"_s);
+    const QString precise = stringWithFormat(u"%.99999999999f"_s, {0.5});
+    EXPECT_EQ(precise, u"0.5"_s + QString(1023, u'0'));
+    EXPECT_EQ(stringWithFormat(u"[%1024d]"_s, {5}).size(), 1026) << "up to the cap, as asked";
+}
+
 
 TEST(StringFormat, IsoTimesAlwaysCarryADigitOffset)
 {

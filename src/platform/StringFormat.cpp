@@ -10,7 +10,7 @@ using namespace Qt::StringLiterals;
 namespace {
 
 // Widths and precisions beyond this are taken as this: a string table from a resources folder may
-// say "%2147483647@", which must neither overflow the count nor ask for gigabytes of padding.
+// say "%2147483648@", which must neither overflow the count nor ask for gigabytes of padding.
 constexpr int kMaxFieldSize = 1024;
 
 int appendDigit(int value, QChar digit)
